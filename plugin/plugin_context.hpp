@@ -19,7 +19,8 @@ class TDMailPlugin;
 
 class PluginContext {
  public:
-  explicit PluginContext(platform::Ports ports) : ports_(std::move(ports)) {}
+  explicit PluginContext(platform::Ports ports);
+  ~PluginContext();
   PluginContext(const PluginContext&) = delete;
   PluginContext& operator=(const PluginContext&) = delete;
 
