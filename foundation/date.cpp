@@ -24,13 +24,13 @@ void civilFromDays(std::int64_t days, std::int64_t& year, unsigned& month, unsig
 }  // namespace
 
 std::string Date::description() const {
-  const double unix = std::floor(unixTime());
+  const double unixSeconds = std::floor(unixTime());
   // Beyond about +-2.9e11 years the day count no longer fits comfortably; such dates (and NaN)
   // print as the platform prints an unrepresentable date: a placeholder rather than garbage.
-  if (!std::isfinite(unix) || std::fabs(unix) > 9.0e18) {
-    return std::isnan(unix) ? "(invalid date)" : (unix > 0 ? "(distant future)" : "(distant past)");
+  if (!std::isfinite(unixSeconds) || std::fabs(unixSeconds) > 9.0e18) {
+    return std::isnan(unixSeconds) ? "(invalid date)" : (unixSeconds > 0 ? "(distant future)" : "(distant past)");
   }
-  const auto total = static_cast<std::int64_t>(unix);
+  const auto total = static_cast<std::int64_t>(unixSeconds);
   std::int64_t days = total / 86400;
   std::int64_t rest = total % 86400;
   if (rest < 0) {

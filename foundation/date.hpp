@@ -26,7 +26,10 @@ class Date {
   constexpr double timeIntervalSince(Date other) const { return seconds_ - other.seconds_; }
   constexpr Date addingTimeInterval(double seconds) const { return Date(seconds_ + seconds); }
 
-  // "2026-11-22 19:05:13 +0000" (UTC, whole seconds, as the platform prints dates).
+  // "2026-11-22 19:05:13 +0000" (UTC, as the platform prints dates), rounded down to the whole
+  // second (so 0.5 s before the Unix epoch prints 1969-12-31 23:59:59). Proleptic Gregorian
+  // calendar; a NaN prints "(invalid date)", a date too far out to count in days "(distant
+  // future)" or "(distant past)".
   std::string description() const;
 
   friend constexpr auto operator<=>(Date, Date) = default;

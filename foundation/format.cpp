@@ -86,8 +86,9 @@ std::string_view signFor(bool negative, const Spec& spec) {
 
 // Integer directives: digits of the magnitude in the given base, at least `precision` of them
 // (C's rule: precision 0 and value 0 print no digits); '0' is ignored when a precision is given.
-void appendInteger(std::string& out, std::uint64_t magnitude, bool negative, int base, bool upper,
-                   const Spec& spec, std::string_view prefix = "") {
+// Only the signed directives (%d %i) print a sign; the others print the bare magnitude.
+void appendInteger(std::string& out, std::uint64_t magnitude, bool isSigned, bool negative, int base,
+                   bool upper, const Spec& spec, std::string_view prefix = "") {
   char buffer[72];
   auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, magnitude, base);
   std::string digits(buffer, end);
@@ -98,7 +99,6 @@ void appendInteger(std::string& out, std::uint64_t magnitude, bool negative, int
     if (spec.precision == 0 && magnitude == 0) digits.clear();
     if (digits.size() < spec.precision) digits.insert(0, spec.precision - digits.size(), '0');
   }
-  const bool isSigned = base == 10 && prefix.empty();
   appendNumber(out, isSigned ? signFor(negative, spec) : "", prefix, digits, spec,
                !spec.hasPrecision);
 }
@@ -181,21 +181,21 @@ void appendArgument(std::string& out, char conversion, const FormatArgument& arg
       const std::int64_t number = value.integerValue();
       const std::uint64_t magnitude =
           number < 0 ? 0 - static_cast<std::uint64_t>(number) : static_cast<std::uint64_t>(number);
-      appendInteger(out, magnitude, number < 0, 10, false, spec);
+      appendInteger(out, magnitude, true, number < 0, 10, false, spec);
       return;
     }
     case 'u':
-      appendInteger(out, value.unsignedLongLongValue(), false, 10, false, spec);
+      appendInteger(out, value.unsignedLongLongValue(), false, false, 10, false, spec);
       return;
     case 'o':
-      appendInteger(out, value.unsignedLongLongValue(), false, 8, false, spec);
+      appendInteger(out, value.unsignedLongLongValue(), false, false, 8, false, spec);
       return;
     case 'x':
     case 'X':
-      appendInteger(out, value.unsignedLongLongValue(), false, 16, conversion == 'X', spec);
+      appendInteger(out, value.unsignedLongLongValue(), false, false, 16, conversion == 'X', spec);
       return;
     case 'p':
-      appendInteger(out, value.unsignedLongLongValue(), false, 16, false, spec, "0x");
+      appendInteger(out, value.unsignedLongLongValue(), false, false, 16, false, spec, "0x");
       return;
     case 'c': {
       std::string character;

@@ -42,12 +42,11 @@ bool stringBool(std::string_view text) {
   return i < text.size() && text[i] >= '1' && text[i] <= '9';
 }
 
-// Optional blanks, optional sign, decimal digits; stops at the first non-digit. The magnitude is
-// saturated at UINT64_MAX; `negative` tells the sign.
+// Optional blanks, optional sign, decimal digits; stops at the first non-digit. The magnitude
+// saturates at UINT64_MAX; `negative` tells the sign.
 struct ParsedInteger {
   bool negative = false;
   std::uint64_t magnitude = 0;
-  bool overflow = false;
 };
 
 ParsedInteger parseInteger(std::string_view text) {
@@ -59,12 +58,8 @@ ParsedInteger parseInteger(std::string_view text) {
   }
   for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
     const auto digit = static_cast<std::uint64_t>(text[i] - '0');
-    if (parsed.magnitude > (kUInt64Max - digit) / 10) {
-      parsed.overflow = true;
-      parsed.magnitude = kUInt64Max;
-    } else if (!parsed.overflow) {
-      parsed.magnitude = parsed.magnitude * 10 + digit;
-    }
+    parsed.magnitude = parsed.magnitude > (kUInt64Max - digit) / 10 ? kUInt64Max
+                                                                     : parsed.magnitude * 10 + digit;
   }
   return parsed;
 }

@@ -66,10 +66,22 @@ class Value {
   const Bytes* asData() const;
   const Date* asDate() const;
 
-  // The platform's readings. Numbers: boolValue is "not zero"; integerValue truncates reals.
-  // Strings: boolValue is true when, after optional blanks, the text starts with Y, y, T, t or a
-  // digit 1-9; integerValue reads an optional sign and leading decimal digits (0 when none).
-  // Anything else reads as false / 0.
+  // The platform's readings. Anything but a number or a string reads as false / 0.
+  //
+  // Numbers: boolValue is "not zero" (NaN reads as true). integerValue truncates reals toward
+  // zero and clamps them to the int64 range (NaN reads as 0); an Unsigned above INT64_MAX reads
+  // as INT64_MAX. unsignedLongLongValue gives a negative Integer as its two's complement (as C
+  // converts it), clamps reals above the uint64 range, and reads a negative real like the
+  // Integer it truncates to. doubleValue converts.
+  //
+  // Strings: blanks are space, tab, newline, carriage return, vertical tab and form feed.
+  // boolValue is true when, after optional blanks, the text starts with Y, y, T or t, or with an
+  // optional sign, any number of '0's and then a digit 1-9 ("01", "-3" and "+1" are true; "0",
+  // "-0" and "0.5" are false). integerValue reads optional blanks, an optional sign and decimal
+  // digits up to the first non-digit, clamping at the int64 range; no digits read as 0.
+  // unsignedLongLongValue reads the same way, clamping at UINT64_MAX; a negative number gives the
+  // two's complement of what integerValue reads. doubleValue reads optional blanks and a decimal
+  // number in the C locale (as strtod, without hexadecimal), 0 when there is none.
   bool boolValue() const;
   std::int64_t integerValue() const;
   std::int64_t longLongValue() const { return integerValue(); }
@@ -83,13 +95,25 @@ class Value {
   // Element count of an array or dictionary, byte count of data, 0 otherwise.
   std::size_t count() const;
 
-  // The platform's isEqual:.
+  // The platform's isEqual:. Numbers compare exactly by mathematical value across Bool,
+  // Integer, Unsigned and Real (Unsigned UINT64_MAX is not Integer -1; Real 2^63 is not
+  // INT64_MAX); a NaN equals a NaN, so that every value equals itself. Dates compare by time,
+  // data by bytes, strings byte by byte. Different kinds are never equal otherwise.
   bool isEqual(const Value& other) const;
   friend bool operator==(const Value& a, const Value& b) { return a.isEqual(b); }
 
-  // What %@ prints: strings as they are, numbers in decimal (Bool as 1 or 0), dates as
-  // "2026-11-22 19:05:13 +0000", data as <0a1b...>, arrays and dictionaries in the platform's
-  // parenthesised and braced layout. Nil describes as "(null)".
+  // What %@ prints: strings as they are, numbers in decimal (Bool as 1 or 0; reals in the
+  // shortest form that reads back exactly: "0.5", "3", "1e+20", "nan", "inf"), dates as
+  // "2026-11-22 19:05:13 +0000", data as "<0a1b2c3d 4e5f>" (groups of four bytes). Nil describes
+  // as "(null)".
+  //
+  // Arrays and dictionaries use the platform's layout: "(\n    a,\n    b\n)" and
+  // "{\n    key = value;\n}", four blanks per level, keys in sorted order; a nested container
+  // starts with its own level's indentation, so it reads "key =     (" and, inside an array,
+  // "        {". Empty ones print as "()" and "{}". Inside containers, strings, keys and dates
+  // are quoted unless they consist only of [A-Za-z0-9_$./:] (the empty string prints as ""); in
+  // the quotes, '"' and '\' are escaped with '\', newline, tab and carriage return print as \n,
+  // \t and \r, and other control and all non-ASCII characters as \Uxxxx (UTF-16, lowercase hex).
   std::string description() const;
 
  private:
