@@ -87,11 +87,12 @@ TEST_P(PropertyListRoundTrip, UnsignedAboveInt64MaxStaysUnsigned) {
 }
 
 TEST_P(PropertyListRoundTrip, RealStaysRealEvenWhenWhole) {
-  for (const double number : {3.0, 0.0, -2.5, 0.1, 1.0 / 3, 1e300, 5e-324, 123456789.12345679}) {
+  for (const double number : {3.0, 0.0, -2.5, 0.1, 1.0 / 3, 1e300, 5e-324, 123456789.12345679, HUGE_VAL, -HUGE_VAL}) {
     const Value back = roundTrip(Value::real(number));
     EXPECT_EQ(back.kind(), Value::Kind::Real) << number;
     EXPECT_EQ(back.doubleValue(), number);
   }
+  EXPECT_TRUE(std::isnan(roundTrip(Value::real(std::nan(""))).doubleValue()));
 }
 
 TEST_P(PropertyListRoundTrip, Strings) {
@@ -276,24 +277,42 @@ TEST(PropertyListDecoding, TruncatedBinaryGivesAnError) {
   }
 }
 
-// A binary property list {"a\0b" = true}, as another writer may produce it.
-std::string binaryWithKey(std::string_view keyObject) {
+// A hand-made binary property list: the objects given, each a reference-size-1 encoding,
+// object 0 being the top.
+std::string binaryPropertyList(std::initializer_list<std::string_view> objects) {
   std::string bytes = "bplist00";
-  bytes += std::string("\xD1\x01\x02", 3);  // object 0 at 8: a dictionary of key 1 and value 2
-  const std::size_t keyOffset = bytes.size();
-  bytes += keyObject;                           // object 1: the key
-  const std::size_t valueOffset = bytes.size();
-  bytes += '\x09';                              // object 2: true
+  std::string table;
+  for (const std::string_view object : objects) {
+    table += static_cast<char>(bytes.size());
+    bytes += object;
+  }
   const std::size_t tableOffset = bytes.size();
-  bytes += static_cast<char>(8);
-  bytes += static_cast<char>(keyOffset);
-  bytes += static_cast<char>(valueOffset);
   std::string trailer(32, '\0');
-  trailer[6] = 1;   // offset size
-  trailer[7] = 1;   // reference size
-  trailer[15] = 3;  // objects
+  trailer[6] = 1;  // offset size
+  trailer[7] = 1;  // reference size
+  trailer[15] = static_cast<char>(objects.size());
   trailer[31] = static_cast<char>(tableOffset);
-  return bytes + trailer;
+  return bytes + table + trailer;
+}
+
+// {key = true}, as another writer may produce it.
+std::string binaryWithKey(std::string_view keyObject) {
+  return binaryPropertyList({std::string_view("\xD1\x01\x02", 3), keyObject, "\x09"});
+}
+
+TEST(PropertyListDecoding, OtherWritersEncodings) {
+  // A 4-byte real, a 1-byte integer, a keyed-archiver UID.
+  Result<Value> back = decodePropertyList(binaryPropertyList({std::string_view("\x22\x3f\xc0\x00\x00", 5)}));
+  ASSERT_TRUE(back.ok());
+  EXPECT_EQ(back.value().kind(), Value::Kind::Real);
+  EXPECT_EQ(back.value().doubleValue(), 1.5);
+  back = decodePropertyList(binaryPropertyList({"\x10\x05"}));
+  ASSERT_TRUE(back.ok());
+  EXPECT_EQ(back.value().kind(), Value::Kind::Integer);
+  EXPECT_EQ(back.value().integerValue(), 5);
+  back = decodePropertyList(binaryPropertyList({"\x80\x07"}));
+  ASSERT_TRUE(back.ok());
+  EXPECT_EQ(back.value(), Value(Value::Dictionary{{"CF$UID", Value::integer(7)}}));
 }
 
 TEST(PropertyListDecoding, HandMadeBinaryIsRead) {
