@@ -1,0 +1,56 @@
+// DesktopWorkspace: the Workspace port over desktop entries and bus-name ownership.
+//
+// An application identifier is a reverse-DNS name with a desktop entry "<id>.desktop" in the
+// XDG application folders. It is installed when that entry exists, runs once for each
+// connection that owns or queues for the bus name <id>, and has terminated when the bus reports
+// that the name lost its last owner. Names without a desktop entry are not applications: they
+// are never reported running and their end posts nothing. Construct and destroy on the main
+// thread (terminations are posted there); look-ups are safe from any thread.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "linux/glib_ptr.hpp"
+#include "linux/local_notification_center.hpp"
+#include "linux/main_loop.hpp"
+#include "platform/console.hpp"
+#include "platform/workspace.hpp"
+
+namespace trovadex::linux_platform {
+
+class DesktopWorkspace final : public platform::Workspace {
+ public:
+  // Shares connection; console (may be null) receives a line when a look-up on the bus fails.
+  DesktopWorkspace(MainLoop& loop, GDBusConnection* connection,
+                   std::shared_ptr<platform::Console> console);
+  ~DesktopWorkspace() override;
+  DesktopWorkspace(const DesktopWorkspace&) = delete;
+  DesktopWorkspace& operator=(const DesktopWorkspace&) = delete;
+
+  // The desktop entry's file, or nothing.
+  std::optional<std::string> absolutePathForAppBundleWithIdentifier(
+      const std::string& bundleIdentifier) override;
+  std::vector<std::shared_ptr<const platform::RunningApplication>>
+  runningApplicationsWithBundleIdentifier(const std::string& bundleIdentifier) override;
+  platform::NotificationCenter& notificationCenter() override { return center_; }
+
+ private:
+  static void onNameOwnerChanged(GDBusConnection*, const gchar*, const gchar*, const gchar*,
+                                 const gchar*, GVariant* parameters, gpointer data);
+
+  // Immutable after construction.
+  const GObjectPtr<GDBusConnection> connection_;
+  const std::shared_ptr<platform::Console> console_;
+
+  LocalNotificationCenter center_;
+  guint ownerSubscription_ = 0;  // Main thread only.
+};
+
+// Whether the identifier names an application: a valid well-known bus name with a desktop
+// entry. Safe from any thread.
+bool hasDesktopEntry(const std::string& identifier);
+
+}  // namespace trovadex::linux_platform
