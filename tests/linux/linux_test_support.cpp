@@ -123,6 +123,17 @@ bool PeerProcess::stop() {
   return g_subprocess_get_successful(process_.get()) != FALSE;
 }
 
+void syncWithBus(GDBusConnection* connection) {
+  GError* error = nullptr;
+  GVariantPtr reply(g_dbus_connection_call_sync(
+      connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+      "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
+  if (!reply) {
+    ADD_FAILURE() << "the bus did not answer: " << error->message;
+    g_error_free(error);
+  }
+}
+
 int runProgram(MainLoop& loop, const std::vector<std::string>& arguments) {
   auto argv = argumentVector(arguments);
   GError* error = nullptr;

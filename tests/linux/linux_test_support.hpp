@@ -59,6 +59,10 @@ class PeerProcess {
   bool stopped_ = false;
 };
 
+// Returns once the bus has handled everything the connection sent before (its match rules
+// included): the bus answers a connection's calls in order.
+void syncWithBus(GDBusConnection* connection);
+
 // Runs a program to the end on the main loop and returns its exit status (-1 on failure).
 int runProgram(MainLoop& loop, const std::vector<std::string>& arguments);
 
