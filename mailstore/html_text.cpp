@@ -96,6 +96,7 @@ std::string htmlToText(std::string_view html) {
         }
         const std::size_t closeEnd = html.find('>', close);
         at = closeEnd == std::string_view::npos ? html.size() : closeEnd + 1;
+        if (!out.empty() && out.back() != '\n' && out.back() != ' ') out += ' ';
         continue;
       }
       bool block = false;
@@ -109,13 +110,14 @@ std::string htmlToText(std::string_view html) {
         continue;
       }
     }
-    if (c == '\r' || c == '\n' || c == '\t') {
+    if (c == '\r' || c == '\n' || c == '\t' || c == ' ') {
       if (!out.empty() && out.back() != ' ' && out.back() != '\n') out += ' ';
     } else {
       out += c;
     }
     ++at;
   }
+  while (!out.empty() && (out.back() == ' ' || out.back() == '\n')) out.pop_back();
   return out;
 }
 

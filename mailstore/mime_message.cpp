@@ -102,12 +102,39 @@ void addAttachment(GMimeObject* object, const std::string& number, ParsedMessage
   out.attachments.push_back(std::move(attachment));
 }
 
+bool isTextOfType(GMimeObject* object, const char* subtype) {
+  GMimeContentType* type = g_mime_object_get_content_type(object);
+  return type && g_mime_content_type_is_type(type, "text", subtype);
+}
+
+// The part that holds the message's text: in an alternative the plain version, else the HTML
+// one; in any other multipart the first part that has a text; attachments never.
+GMimeTextPart* bodyPartOf(GMimeObject* object) {
+  if (GMIME_IS_MULTIPART(object)) {
+    GMimeMultipart* multipart = GMIME_MULTIPART(object);
+    GMimeContentType* type = g_mime_object_get_content_type(object);
+    const bool alternative = type && g_mime_content_type_is_type(type, "multipart", "alternative");
+    GMimeTextPart* fallback = nullptr;
+    const int count = g_mime_multipart_get_count(multipart);
+    for (int index = 0; index < count; ++index) {
+      GMimeTextPart* candidate = bodyPartOf(g_mime_multipart_get_part(multipart, index));
+      if (!candidate) continue;
+      if (!alternative || isTextOfType(GMIME_OBJECT(candidate), "plain")) return candidate;
+      if (!fallback) fallback = candidate;
+    }
+    return fallback;
+  }
+  if (!GMIME_IS_TEXT_PART(object) || isAttachmentLeaf(object)) return nullptr;
+  if (!isTextOfType(object, "plain") && !isTextOfType(object, "html")) return nullptr;
+  return GMIME_TEXT_PART(object);
+}
+
 std::string bodyTextOf(GMimeMessage* message) {
-  GMimeObject* body = g_mime_message_get_body(message);
-  if (!body || !GMIME_IS_TEXT_PART(body)) return {};
-  std::string text = validText(GCharPtr(g_mime_text_part_get_text(GMIME_TEXT_PART(body))).get());
-  GMimeContentType* type = g_mime_object_get_content_type(body);
-  if (type && g_mime_content_type_is_type(type, "text", "html")) return htmlToText(text);
+  GMimeObject* top = g_mime_message_get_mime_part(message);
+  GMimeTextPart* body = top ? bodyPartOf(top) : nullptr;
+  if (!body) return {};
+  std::string text = validText(GCharPtr(g_mime_text_part_get_text(body)).get());
+  if (isTextOfType(GMIME_OBJECT(body), "html")) return htmlToText(text);
   return text;
 }
 
