@@ -27,8 +27,8 @@ std::optional<std::string> objectRoutePath(platform::MailLibrary* library, std::
 }
 
 // Resolves the listed IDs through the database route. IDs it cannot resolve are simply absent.
-std::map<std::int64_t, std::string> databaseRoutePaths(PluginContext& context,
-                                                       const std::vector<std::int64_t>& libraryIDs) {
+std::map<std::int64_t, std::string> databaseRoutePaths(
+    PluginContext& context, const std::vector<std::int64_t>& libraryIDs) {
   std::map<std::int64_t, std::string> pathsByID;
   if (libraryIDs.empty()) return pathsByID;
 

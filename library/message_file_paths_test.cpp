@@ -41,13 +41,16 @@ class MessageFilePaths : public ::testing::Test {
   std::vector<MessageRecord> load(std::vector<MessageRecord>& records) {
     return TDMailPlugin::loadFilePaths(context_, records, &foundItemIndex_);
   }
-  static std::vector<std::optional<std::string>> pathsOf(const std::vector<MessageRecord>& records) {
+  static std::vector<std::optional<std::string>> pathsOf(
+      const std::vector<MessageRecord>& records) {
     std::vector<std::optional<std::string>> paths;
+    paths.reserve(records.size());
     for (const MessageRecord& record : records) paths.push_back(record.path);
     return paths;
   }
   static std::vector<std::uint64_t> indexesOf(const std::vector<MessageRecord>& records) {
     std::vector<std::uint64_t> indexes;
+    indexes.reserve(records.size());
     for (const MessageRecord& record : records) indexes.push_back(record.index.value_or(999999));
     return indexes;
   }
@@ -66,7 +69,8 @@ TEST_F(MessageFilePaths, RecordsThatAlreadyHavePathsRunNoSqlAndAreOnlyNumbered) 
 
   const auto delivered = load(records);
 
-  EXPECT_EQ(pathsOf(delivered), (std::vector<std::optional<std::string>>{"/a.emlx", "/b.emlx", "/c"}));
+  EXPECT_EQ(pathsOf(delivered),
+            (std::vector<std::optional<std::string>>{"/a.emlx", "/b.emlx", "/c"}));
   EXPECT_EQ(indexesOf(delivered), (std::vector<std::uint64_t>{0, 1, 2}));
   EXPECT_TRUE(delivered[0].attributes.empty());
   EXPECT_EQ(delivered[2].attributes.at("kMDItemDisplayName"), Value("Shown"));
@@ -110,7 +114,8 @@ TEST_F(MessageFilePaths, ChangesTheCallersRecordsInPlace) {
   EXPECT_EQ(records[0].attributes.at("kMDItemDisplayName"), Value("5.emlx"));
 }
 
-// ---- The batch form: the database route ----------------------------------------------------------
+// ---- The batch form: the database route
+// ----------------------------------------------------------
 
 TEST_F(MessageFilePaths, RunsOneStatementListingTheIDsInRecordOrder) {
   for (std::int64_t id : {5, 7, 9}) ASSERT_TRUE(library().addMessage(id, 4).ok());
@@ -118,7 +123,8 @@ TEST_F(MessageFilePaths, RunsOneStatementListingTheIDsInRecordOrder) {
 
   const auto delivered = load(records);
 
-  EXPECT_EQ(statements(), (Statements{"SELECT rowid, mailbox FROM messages where rowid in (5,7,9)"}));
+  EXPECT_EQ(statements(),
+            (Statements{"SELECT rowid, mailbox FROM messages where rowid in (5,7,9)"}));
   EXPECT_EQ(pathsOf(delivered), (std::vector<std::optional<std::string>>{
                                     wholeFile(5, 4), "/x", wholeFile(7, 4), wholeFile(9, 4)}));
   EXPECT_TRUE(library().messageRequests().empty());
@@ -128,7 +134,8 @@ TEST_F(MessageFilePaths, KeepsDuplicateAndNegativeIDsInTheStatement) {
   ASSERT_TRUE(library().addMessage(5, 4).ok());
   std::vector<MessageRecord> records = {withID(5), withID(-2), withID(5)};
   const auto delivered = load(records);
-  EXPECT_EQ(statements(), (Statements{"SELECT rowid, mailbox FROM messages where rowid in (5,-2,5)"}));
+  EXPECT_EQ(statements(),
+            (Statements{"SELECT rowid, mailbox FROM messages where rowid in (5,-2,5)"}));
   EXPECT_EQ(pathsOf(delivered),
             (std::vector<std::optional<std::string>>{wholeFile(5, 4), wholeFile(5, 4)}));
   EXPECT_EQ(library().messageRequests(), (std::vector<std::int64_t>{-2}));
@@ -168,7 +175,8 @@ TEST_F(MessageFilePaths, SetsAMissingDisplayNameOnlyOnRecordsResolvedHere) {
   EXPECT_FALSE(delivered[2].attributes.contains("kMDItemDisplayName"));
 }
 
-// ---- The batch form: the object route -------------------------------------------------------------
+// ---- The batch form: the object route
+// -------------------------------------------------------------
 
 TEST_F(MessageFilePaths, TakesTheMessageObjectsPathWhenTheDatabaseIsUnavailable) {
   library().setRespondsToLibraryDatabase(false);
@@ -275,7 +283,8 @@ TEST_F(MessageFilePaths, SingleFormFallsToTheMessageObjectOrNothing) {
   EXPECT_EQ(TDMailPlugin::emlxPathForMessageWithLibraryID(withoutLibrary, 5), std::nullopt);
 }
 
-// ---- The library and its database ----------------------------------------------------------------
+// ---- The library and its database
+// ----------------------------------------------------------------
 
 TEST_F(MessageFilePaths, LooksTheLibraryUpUntilFoundAndThenKeepsIt) {
   auto& libraryClass = ports_.hostClasses->mailLibrary();
@@ -311,7 +320,8 @@ TEST_F(MessageFilePaths, HandsTheBlockTheConnectionsHandleOnlyWhenTheDatabaseAll
   EXPECT_EQ(library().unsupportedCallCount() + library().database().unsupportedCallCount(), 0u);
 }
 
-// ---- The record on the wire ------------------------------------------------------------------------
+// ---- The record on the wire
+// ------------------------------------------------------------------------
 
 TEST(MessageRecordValue, LeavesAbsentFieldsOutAndKeepsNumberKinds) {
   MessageRecord record;

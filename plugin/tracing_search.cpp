@@ -12,7 +12,8 @@ using foundation::FormatArgument;
 using foundation::Value;
 
 // The names of the traced calls as the platform spells them.
-constexpr std::string_view kIndexSearchableItemsSelector = "indexSearchableItems:completionHandler:";
+constexpr std::string_view kIndexSearchableItemsSelector =
+    "indexSearchableItems:completionHandler:";
 constexpr std::string_view kStartSelector = "start";
 
 void trace(platform::Console* console, std::string_view format,

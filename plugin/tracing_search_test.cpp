@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "plugin/experiments.hpp"
 #include "platform/fake/fake_console.hpp"
+#include "plugin/experiments.hpp"
 
 namespace trovadex::plugin {
 namespace {
@@ -23,19 +23,29 @@ class RecordingQuery final : public platform::SearchQuery {
   explicit RecordingQuery(std::shared_ptr<FakeConsole> console) : console_(std::move(console)) {}
 
   void setFoundItemsHandler(FoundItemsHandler handler) override { found_ = std::move(handler); }
-  void setCompletionHandler(CompletionHandler handler) override { completion_ = std::move(handler); }
+  void setCompletionHandler(CompletionHandler handler) override {
+    completion_ = std::move(handler);
+  }
   bool respondsToSetRemovedItemsHandler() const override { return false; }
-  void setRemovedItemsHandler(RemovedItemsHandler handler) override { removed_ = std::move(handler); }
+  void setRemovedItemsHandler(RemovedItemsHandler handler) override {
+    removed_ = std::move(handler);
+  }
   bool respondsToSetGatherEndedHandler() const override { return true; }
-  void setGatherEndedHandler(GatherEndedHandler handler) override { gathered_ = std::move(handler); }
+  void setGatherEndedHandler(GatherEndedHandler handler) override {
+    gathered_ = std::move(handler);
+  }
   std::shared_ptr<platform::SearchQueryContext> queryContext() override { return nullptr; }
   void start() override { linesWhenStarted = console_->lines().size(); }
   void cancel() override { cancelled = true; }
   bool isCancelled() const override { return cancelled; }
   std::uint64_t foundItemCount() const override { return 42; }
   std::string queryString() const override { return "kMDItemSubject = \"a*\"cd"; }
-  Value fetchAttributes() const override { return Value(Value::Array{"kMDItemPath", "kMDItemSubject"}); }
-  Value options() const override { return Value(Value::Dictionary{{"live", Value::boolean(true)}}); }
+  Value fetchAttributes() const override {
+    return Value(Value::Array{"kMDItemPath", "kMDItemSubject"});
+  }
+  Value options() const override {
+    return Value(Value::Dictionary{{"live", Value::boolean(true)}});
+  }
   std::string description() const override { return "<RecordingQuery 1>"; }
 
   FoundItemsHandler found_;
@@ -51,7 +61,8 @@ class RecordingQuery final : public platform::SearchQuery {
 
 class RecordingQueryFactory final : public platform::SearchQueryFactory {
  public:
-  explicit RecordingQueryFactory(std::shared_ptr<FakeConsole> console) : console_(std::move(console)) {}
+  explicit RecordingQueryFactory(std::shared_ptr<FakeConsole> console)
+      : console_(std::move(console)) {}
   std::shared_ptr<platform::SearchQuery> makeQuery(
       const std::string& queryString,
       const std::optional<std::vector<std::string>>& attributes) override {
@@ -77,7 +88,8 @@ class RecordingIndex final : public platform::SearchableIndex {
   explicit RecordingIndex(std::string name, std::shared_ptr<FakeConsole> console)
       : name_(std::move(name)), console_(std::move(console)) {}
   std::string name() const override { return name_; }
-  void indexSearchableItems(const platform::SearchableItems& items, Completion completion) override {
+  void indexSearchableItems(const platform::SearchableItems& items,
+                            Completion completion) override {
     indexed = items;
     linesWhenIndexed = console_->lines().size();
     completion(std::nullopt);
@@ -104,7 +116,8 @@ class RecordingIndex final : public platform::SearchableIndex {
 
 class RecordingIndexFactory final : public platform::SearchableIndexFactory {
  public:
-  explicit RecordingIndexFactory(std::shared_ptr<FakeConsole> console) : console_(std::move(console)) {}
+  explicit RecordingIndexFactory(std::shared_ptr<FakeConsole> console)
+      : console_(std::move(console)) {}
   std::shared_ptr<platform::SearchableIndex> indexWithName(const std::string& name) override {
     requests.push_back(name);
     return made = std::make_shared<RecordingIndex>(name, console_);
@@ -171,7 +184,8 @@ TEST(TracingSearchQuery, PassesEveryOtherCallThroughSilently) {
   int foundCalls = 0, gatherCalls = 0;
   std::optional<foundation::Error> completedWith;
   query->setFoundItemsHandler([&](const platform::SearchableItems&) { ++foundCalls; });
-  query->setCompletionHandler([&](const std::optional<foundation::Error>& e) { completedWith = e; });
+  query->setCompletionHandler(
+      [&](const std::optional<foundation::Error>& e) { completedWith = e; });
   query->setGatherEndedHandler([&] { ++gatherCalls; });
   ASSERT_TRUE(inner.found_ && inner.completion_ && inner.gathered_);
   inner.found_({});
@@ -239,9 +253,8 @@ TEST(TracingSearchableIndex, WritesNullsForAnEmptyItemList) {
   IndexTracing tracing;
   auto index = tracing.factory.indexWithName("mail");
   index->indexSearchableItems({}, [](const auto&) {});
-  EXPECT_EQ(tracing.console->lines(),
-            (Lines{"indexSearchableItems:completionHandler: ()", "domainIdentifier (null)",
-                   "attributes (null)"}));
+  EXPECT_EQ(tracing.console->lines(), (Lines{"indexSearchableItems:completionHandler: ()",
+                                             "domainIdentifier (null)", "attributes (null)"}));
 }
 
 TEST(TracingSearchableIndex, PassesDeletionsAndTheirCompletionsThroughSilently) {
@@ -249,7 +262,8 @@ TEST(TracingSearchableIndex, PassesDeletionsAndTheirCompletionsThroughSilently) 
   auto index = tracing.factory.indexWithName("mail");
   std::optional<foundation::Error> byIdentifier{foundation::Error{}}, byDomain;
   index->deleteSearchableItemsWithIdentifiers({"1", "2"}, [&](const auto& e) { byIdentifier = e; });
-  index->deleteSearchableItemsWithDomainIdentifiers({"INBOX"}, [&](const auto& e) { byDomain = e; });
+  index->deleteSearchableItemsWithDomainIdentifiers({"INBOX"},
+                                                    [&](const auto& e) { byDomain = e; });
   EXPECT_EQ(tracing.inner->made->deletedIdentifiers, (Lines{"1", "2"}));
   EXPECT_EQ(tracing.inner->made->deletedDomains, (Lines{"INBOX"}));
   EXPECT_FALSE(byIdentifier.has_value());

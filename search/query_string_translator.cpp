@@ -21,11 +21,8 @@ constexpr std::array<std::string_view, 3> kExactMatchAttributes = {
 
 // Matched with the fuzzy threshold, in this order, after the exact-match attributes.
 constexpr std::array<std::string_view, 5> kFuzzyMatchAttributes = {
-    "kMDItemAuthorEmailAddresses",
-    "kMDItemAuthors",
-    "kMDItemRecipientEmailAddresses",
-    "kMDItemRecipients",
-    "kMDItemSubject",
+    "kMDItemAuthorEmailAddresses", "kMDItemAuthors", "kMDItemRecipientEmailAddresses",
+    "kMDItemRecipients",           "kMDItemSubject",
 };
 
 constexpr std::string_view kTermFormat = "%@ = \"%@\"cdwt";

@@ -14,14 +14,29 @@ using foundation::Value;
 // The whole query for one prepared value and threshold suffix, written out term by term.
 std::string expectedQuery(const std::string& value, const std::string& fuzzySuffix) {
   return "(kMDItemContentType == \"public.email-message\") && ("
-         "com_apple_mail_attachmentKinds = \"" + value + "\"cdwt || "
-         "com_apple_mail_attachmentSpecificTypes = \"" + value + "\"cdwt || "
-         "com_apple_mail_attachmentTypes = \"" + value + "\"cdwt || "
-         "kMDItemAuthorEmailAddresses = \"" + value + "\"cdwt" + fuzzySuffix + " || "
-         "kMDItemAuthors = \"" + value + "\"cdwt" + fuzzySuffix + " || "
-         "kMDItemRecipientEmailAddresses = \"" + value + "\"cdwt" + fuzzySuffix + " || "
-         "kMDItemRecipients = \"" + value + "\"cdwt" + fuzzySuffix + " || "
-         "kMDItemSubject = \"" + value + "\"cdwt" + fuzzySuffix + ")";
+         "com_apple_mail_attachmentKinds = \"" +
+         value +
+         "\"cdwt || "
+         "com_apple_mail_attachmentSpecificTypes = \"" +
+         value +
+         "\"cdwt || "
+         "com_apple_mail_attachmentTypes = \"" +
+         value +
+         "\"cdwt || "
+         "kMDItemAuthorEmailAddresses = \"" +
+         value + "\"cdwt" + fuzzySuffix +
+         " || "
+         "kMDItemAuthors = \"" +
+         value + "\"cdwt" + fuzzySuffix +
+         " || "
+         "kMDItemRecipientEmailAddresses = \"" +
+         value + "\"cdwt" + fuzzySuffix +
+         " || "
+         "kMDItemRecipients = \"" +
+         value + "\"cdwt" + fuzzySuffix +
+         " || "
+         "kMDItemSubject = \"" +
+         value + "\"cdwt" + fuzzySuffix + ")";
 }
 
 TEST(SearchStringTranslator, TranslatesAPlainWordIntoEightPrefixTermsWithTheDefaultThreshold) {
@@ -69,8 +84,10 @@ TEST(SearchStringTranslator, AppendsNoWildcardWhenTheTextHoldsOneAnywhere) {
 }
 
 TEST(SearchStringTranslator, ReplacesEveryDoubleQuoteByABackslashAndTouchesNothingElse) {
-  EXPECT_EQ(translateSearchString("\"quoted\"", std::nullopt), expectedQuery("\\quoted\\*", "f056"));
-  EXPECT_EQ(translateSearchString("say \"hi\"", std::nullopt), expectedQuery("say \\hi\\*", "f056"));
+  EXPECT_EQ(translateSearchString("\"quoted\"", std::nullopt),
+            expectedQuery("\\quoted\\*", "f056"));
+  EXPECT_EQ(translateSearchString("say \"hi\"", std::nullopt),
+            expectedQuery("say \\hi\\*", "f056"));
   EXPECT_EQ(translateSearchString("a\\b'(c)", std::nullopt), expectedQuery("a\\b'(c)*", "f056"));
 }
 
@@ -78,7 +95,7 @@ TEST(SearchStringTranslator, ClampsTheThresholdToZeroThroughOneHundred) {
   const struct {
     std::int64_t threshold;
     const char* suffix;
-  } cases[] = {{-3, "f000"}, {0, "f000"},  {7, "f007"},    {56, "f056"},
+  } cases[] = {{-3, "f000"}, {0, "f000"},   {7, "f007"},   {56, "f056"},
                {99, "f099"}, {100, "f100"}, {101, "f100"}, {5000, "f100"}};
   for (const auto& c : cases) {
     EXPECT_EQ(translateSearchString("x", c.threshold), expectedQuery("x*", c.suffix))
