@@ -5,8 +5,16 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <system_error>
+
+#include "foundation/value.hpp"
+
+namespace trovadex::foundation {
+// Lets failing expectations print values readably.
+inline void PrintTo(const Value& value, std::ostream* out) { *out << value.description(); }
+}  // namespace trovadex::foundation
 
 namespace trovadex::mailstore::testing {
 
