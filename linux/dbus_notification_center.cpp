@@ -13,14 +13,18 @@ namespace trovadex::linux_platform {
 using foundation::Value;
 
 struct DBusNotificationCenter::State {
-  struct Name {
-    guint busSubscription = 0;
-    std::map<std::uint64_t, platform::NotificationHandler> handlers;  // in registration order
-  };
   // What a bus subscription knows: the centre weakly, and the name it serves.
   struct Slot {
     std::weak_ptr<State> state;
     std::string name;
+  };
+  // The slot belongs to the entry, not to GLib: GLib would free it only on a later pass of the
+  // main loop, which may never come. GLib never calls a subscription's callback after it was
+  // unsubscribed on the thread that delivers it, so the slot can go with the entry.
+  struct Name {
+    guint busSubscription = 0;
+    std::unique_ptr<Slot> slot;
+    std::map<std::uint64_t, platform::NotificationHandler> handlers;  // in registration order
   };
 
   // Immutable after construction.
@@ -40,8 +44,10 @@ struct DBusNotificationCenter::State {
     auto* slot = static_cast<Slot*>(data);
     auto state = slot->state.lock();
     if (!state) return;
+    // A copy: an observer that removes the last subscription of the name frees the slot.
+    const std::string name = slot->name;
     runGuarded(state->console.get(), "distributed notification",
-               [&] { state->deliver(slot->name, sender != nullptr ? sender : "", body); });
+               [&] { state->deliver(name, sender != nullptr ? sender : "", body); });
   }
 
   void deliver(const std::string& name, const std::string& sender, GVariant* body) {
@@ -127,10 +133,11 @@ platform::Subscription DBusNotificationCenter::addObserver(const std::string& na
   }
   auto [entry, added] = state_->names.try_emplace(name);
   if (added) {
+    entry->second.slot = std::make_unique<State::Slot>(State::Slot{state_, name});
     entry->second.busSubscription = g_dbus_connection_signal_subscribe(
         state_->connection.get(), nullptr, signal->interfaceName.c_str(), signal->member.c_str(),
-        nullptr, nullptr, G_DBUS_SIGNAL_FLAGS_NONE, &State::onSignal,
-        new State::Slot{state_, name}, [](gpointer data) { delete static_cast<State::Slot*>(data); });
+        nullptr, nullptr, G_DBUS_SIGNAL_FLAGS_NONE, &State::onSignal, entry->second.slot.get(),
+        nullptr);
   }
   const std::uint64_t id = state_->nextObserverId++;
   entry->second.handlers.emplace(id, std::move(handler));

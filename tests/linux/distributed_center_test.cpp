@@ -213,6 +213,25 @@ TEST_F(DistributedCenter, CallsEveryObserverOfANameOnceUntilItsSubscriptionGoes)
   EXPECT_EQ(first.notifications[1].userInfo["n"].integerValue(), 2);
 }
 
+TEST_F(DistributedCenter, LetsAnObserverRemoveEveryObserverOfItsNameWhileItIsCalled) {
+  int calls = 0;
+  platform::Subscription first;
+  platform::Subscription second;
+  first = center_.addObserver(kSearch, [&](const platform::Notification&) {
+    ++calls;
+    first.reset();
+    second.reset();
+  });
+  second = center_.addObserver(kSearch, [&](const platform::Notification&) { ++calls; });
+  Received marker;
+  observe(center_, "org.trovadex.MailPlugin.Clear", marker, bus_.get());
+  center_.postNotification(kSearch, {}, {}, true);
+  center_.postNotification(kSearch, {}, {}, true);
+  center_.postNotification("org.trovadex.MailPlugin.Clear", {}, {}, true);
+  ASSERT_TRUE(waitFor(marker, 1));
+  EXPECT_EQ(calls, 1);
+}
+
 TEST_F(DistributedCenter, RefusesToObserveANameThatIsNoSignal) {
   auto subscription = center_.addObserver("Not a signal", [](const platform::Notification&) {});
   EXPECT_FALSE(subscription.active());
