@@ -25,6 +25,11 @@ TextTest compileText(const Literal& literal, const Modifiers& modifiers) {
     test.wordRuns.emplace_back(pattern.substr(run.begin, run.end - run.begin), test.folding);
   }
   test.foldedSpelling = foldText(literal.spelling, test.folding);
+  for (const Glob& part : test.wordParts) {
+    for (const std::string& piece : part.pieces()) {
+      if (piece.size() > test.requiredText.size()) test.requiredText = piece;
+    }
+  }
   return test;
 }
 

@@ -28,6 +28,7 @@ struct TextTest {
   std::vector<Glob> wordParts;   // the literal's words cut at camel-case changes
   std::vector<Glob> wordRuns;    // the literal's words
   std::string foldedSpelling;    // for <, >, <=, >= and InRange on strings
+  std::string requiredText;      // the longest literal piece of any word: a quick pre-check
 };
 
 // A bound or right-hand side reduced to what each kind of value compares with.

@@ -37,7 +37,7 @@ FoldedWords foldWords(std::string_view value, FoldOptions folding) {
 
 bool wordMatches(const TextTest& test, const Glob& glob, const std::string& word) {
   if (glob.matches(word)) return true;
-  return test.fuzzyThreshold && fuzzySimilarity(glob, word) >= *test.fuzzyThreshold;
+  return test.fuzzyThreshold && fuzzyReaches(glob, word, *test.fuzzyThreshold);
 }
 
 // Whether the globs match len(globs) consecutive words somewhere in words.
@@ -58,6 +58,11 @@ bool matchesSequence(const TextTest& test, const std::vector<Glob>& globs,
 // literal of several parts or words matches them consecutively.
 bool matchesWords(const TextTest& test, std::string_view value) {
   if (test.wordRuns.empty()) return false;
+  // Every word match needs the literal's longest piece somewhere in the folded value.
+  if (!test.fuzzyThreshold && !test.requiredText.empty() &&
+      foldText(value, test.folding).find(test.requiredText) == std::string::npos) {
+    return false;
+  }
   const FoldedWords words = foldWords(value, test.folding);
   if (test.wordRuns.size() == 1) {
     const Glob& single = test.wordRuns.front();
@@ -111,12 +116,6 @@ bool isNumberKind(const Value& value) {
   }
 }
 
-// A number or date tested against a text that has a star: the glob against its decimal form.
-bool starredTextMatchesNumber(const Predicate& p, CompareOp op, const Value& value) {
-  if (op != CompareOp::Equal) return false;
-  return p.operand.text.whole.matches(foldText(value.description(), p.operand.text.folding));
-}
-
 bool testElement(const Predicate& p, CompareOp op, const Value& value, bool fullText) {
   const Operand& operand = p.operand;
   if (const std::string* text = value.asString()) {
@@ -132,18 +131,15 @@ bool testElement(const Predicate& p, CompareOp op, const Value& value, bool full
     }
   }
   if (isNumberKind(value)) {
-    if (operand.kind == Literal::Kind::Text && operand.hasStar) {
-      return starredTextMatchesNumber(p, op, value);
-    }
+    // Wildcards apply to text values only.
+    if (operand.kind == Literal::Kind::Text && operand.hasStar) return false;
     if (operand.kind == Literal::Kind::Time) {
       return compareWithTime(value.doubleValue(), op, *operand.time);
     }
     return operand.number && compareOrdered(value.doubleValue(), op, *operand.number);
   }
   if (const foundation::Date* date = value.asDate()) {
-    if (operand.kind == Literal::Kind::Text && operand.hasStar) {
-      return starredTextMatchesNumber(p, op, value);
-    }
+    if (operand.kind == Literal::Kind::Text && operand.hasStar) return false;
     return operand.time &&
            compareWithTime(date->timeIntervalSinceReferenceDate(), op, *operand.time);
   }
@@ -224,7 +220,7 @@ bool matchesText(const TextTest& test, std::string_view value, bool fullText) {
   if (test.wordBased || fullText) return matchesWords(test, value);
   const std::string folded = foldText(value, test.folding);
   if (test.whole.matches(folded)) return true;
-  return test.fuzzyThreshold && fuzzySimilarity(test.whole, folded) >= *test.fuzzyThreshold;
+  return test.fuzzyThreshold && fuzzyReaches(test.whole, folded, *test.fuzzyThreshold);
 }
 
 bool matchesQuery(const Predicate& query, const Value::Dictionary& attributes) {

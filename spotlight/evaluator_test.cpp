@@ -179,7 +179,7 @@ TEST(EvaluatorNumbersAndDates, ComparesNumbersDatesAndPeriodsByTheValuesKind) {
       {"kMDItemFSSize >= 2048", true},
       {"kMDItemFSSize == 2048.0", true},
       {R"(kMDItemFSSize>"1")", true},
-      {R"(kMDItemFSSize == "2*")", true},
+      {R"(kMDItemFSSize == "2*")", false},  // wildcards apply to text only
       {R"(kMDItemFSSize == "big")", false},
       {"kMDItemIsScreenCapture == 1", true},
       {"InRange(kMDItemFSSize,1,2)", false},

@@ -18,4 +18,8 @@ namespace trovadex::spotlight {
 // The similarity of an already folded value word to a glob folded the same way.
 int fuzzySimilarity(const Glob& pattern, std::string_view foldedWord);
 
+// fuzzySimilarity(pattern, foldedWord) >= threshold, skipping the work when the lengths alone
+// rule it out.
+bool fuzzyReaches(const Glob& pattern, std::string_view foldedWord, int threshold);
+
 }  // namespace trovadex::spotlight
