@@ -85,7 +85,8 @@ void TDMailPlugin::workspaceDidTerminateApplicationNotification(
   // companion reconnects and starts its searches again.
   if (isCompanion(*identifier)) {
     for (std::string_view companion : kCompanionBundleIdentifiers) {
-      if (!context_.ports().workspace->runningApplicationsWithBundleIdentifier(std::string(companion))
+      if (!context_.ports()
+               .workspace->runningApplicationsWithBundleIdentifier(std::string(companion))
                .empty()) {
         return;
       }

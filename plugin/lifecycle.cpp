@@ -65,8 +65,8 @@ void TDMailPlugin::createInstance(PluginContext& context) {
 
 TDMailPlugin::TDMailPlugin(PluginContext& context)
     : context_(context),
-      version_(versionFromBundleVersion(
-          context.ports().pluginBundle->objectForInfoDictionaryKey(std::string(kBundleVersionKey)))),
+      version_(versionFromBundleVersion(context.ports().pluginBundle->objectForInfoDictionaryKey(
+          std::string(kBundleVersionKey)))),
       logLevel_(1) {}
 
 std::shared_ptr<TDMailPlugin> TDMailPlugin::make(PluginContext& context) {
@@ -99,9 +99,9 @@ void TDMailPlugin::registerObservers() {
     subscriptions_.push_back(
         ports.distributedCenter->addObserver(messageName(message), route(handler)));
   }
-  subscriptions_.push_back(ports.localCenter->addObserver(
-      std::string(platform::kApplicationWillTerminateNotification),
-      route(&TDMailPlugin::applicationWillTerminate)));
+  subscriptions_.push_back(
+      ports.localCenter->addObserver(std::string(platform::kApplicationWillTerminateNotification),
+                                     route(&TDMailPlugin::applicationWillTerminate)));
 }
 
 void TDMailPlugin::applicationWillTerminate(const platform::Notification&) {
@@ -136,6 +136,8 @@ void TDMailPlugin::applicationWillTerminate(const platform::Notification&) {
 }
 
 TDMailPlugin::~TDMailPlugin() {
+  // Every registration goes with the instance, the in-process quit included: its handler could
+  // only find the instance gone.
   subscriptions_.clear();
   std::lock_guard lock(poolMutex_);
   for (const auto& pasteboard : pasteboards_) {

@@ -18,8 +18,8 @@ std::string versionFor(const Value& bundleVersion) {
 
 TEST(PluginVersion, KeepsTheTextAfterTheFirstDashUnlessTheDashEndsIt) {
   const std::pair<Value, std::string> table[] = {
-      {"412-7", "7"}, {"2-3-4", "3-4"}, {"15-", "15-"}, {"88", "88"},
-      {"1.2-", "1.2-"}, {"10-20", "20"}, {"-5", "5"}, {"", ""},
+      {"412-7", "7"},   {"2-3-4", "3-4"}, {"15-", "15-"}, {"88", "88"},
+      {"1.2-", "1.2-"}, {"10-20", "20"},  {"-5", "5"},    {"", ""},
   };
   for (const auto& [bundleVersion, expected] : table) {
     EXPECT_EQ(versionFor(bundleVersion), expected) << bundleVersion.description();
@@ -87,8 +87,7 @@ TEST(PluginStart, PluginReadyCarriesExactlyVersionAndCompatibilityVersion) {
   ASSERT_EQ(ready.size(), 1u);
   EXPECT_TRUE(ready[0].object.isNil());
   EXPECT_TRUE(ready[0].deliverImmediately);
-  const Value::Dictionary expected{{"version", "7"},
-                                   {"compatibilityVersion", Value::integer(1)}};
+  const Value::Dictionary expected{{"version", "7"}, {"compatibilityVersion", Value::integer(1)}};
   EXPECT_EQ(ready[0].userInfo, Value(expected));
   EXPECT_EQ(ready[0].userInfo["compatibilityVersion"].kind(), Value::Kind::Integer);
 }
@@ -96,8 +95,8 @@ TEST(PluginStart, PluginReadyCarriesExactlyVersionAndCompatibilityVersion) {
 TEST(PluginStart, ObservesTheFiveCommandsTheQuitAndApplicationTerminations) {
   PluginHarness harness;
   harness.start();
-  for (Message command : {Message::Connect, Message::Search, Message::Cancel, Message::Clear,
-                          Message::Terminate}) {
+  for (Message command :
+       {Message::Connect, Message::Search, Message::Cancel, Message::Clear, Message::Terminate}) {
     EXPECT_EQ(harness.fakes.distributedCenter->observerCount(protocol::messageName(command)), 1u)
         << protocol::messageName(command);
   }

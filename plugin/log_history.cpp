@@ -8,8 +8,8 @@ using foundation::Value;
 
 void capLogHistory(Value::Array& history, std::size_t capacity) {
   if (history.size() > capacity) {
-    history.erase(history.begin(), history.begin() + static_cast<std::ptrdiff_t>(history.size() -
-                                                                                 capacity));
+    history.erase(history.begin(),
+                  history.begin() + static_cast<std::ptrdiff_t>(history.size() - capacity));
   }
 }
 

@@ -16,7 +16,7 @@ namespace trovadex::plugin {
 
 inline constexpr std::string_view kLogHistoryKey = "TDMailPlugin.log";
 inline constexpr std::size_t kLogHistoryCapacity = 500;
-inline constexpr double kLogHistoryMaxAge = 3600;   // seconds, on every write
+inline constexpr double kLogHistoryMaxAge = 3600;     // seconds, on every write
 inline constexpr double kBetaLogHistoryMaxAge = 300;  // seconds, at quit of a beta build
 
 // Removes entries from the front while there are more than capacity.

@@ -10,8 +10,7 @@ using foundation::Value;
 using platform::fake::FakePortsOptions;
 using platform::fake::NotificationDelivery;
 
-PluginHarness::PluginHarness(FakePortsOptions options)
-    : fakes(options), context(fakes.ports()) {}
+PluginHarness::PluginHarness(FakePortsOptions options) : fakes(options), context(fakes.ports()) {}
 
 PluginHarness::~PluginHarness() {
   stopEngineQueries();
@@ -38,8 +37,8 @@ void PluginHarness::runMain() { fakes.dispatcher->runMainUntilIdle(); }
 
 platform::Notification PluginHarness::command(protocol::Message command,
                                               Value::Dictionary userInfo) {
-  return platform::Notification{protocol::messageName(command), Value(),
-                                Value(std::move(userInfo)), nullptr};
+  return platform::Notification{protocol::messageName(command), Value(), Value(std::move(userInfo)),
+                                nullptr};
 }
 
 void PluginHarness::send(protocol::Message command, Value::Dictionary userInfo) {

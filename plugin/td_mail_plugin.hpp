@@ -132,7 +132,9 @@ class TDMailPlugin : public std::enable_shared_from_this<TDMailPlugin> {
 
   // The one posting operation. Adds "version" and "compatibilityVersion"; drops, silently, a
   // message whose userInfo names a query that is not filed, has no search query, or is cancelled.
-  // Safe from any thread.
+  // For such a message the state lock is held across the check and the post, so the centre must
+  // only queue the message, never call back into the plug-in from inside the post. Safe from any
+  // thread.
   void postDistributedNotificationName(const std::string& name, const foundation::Value& object,
                                        const foundation::Value& userInfo, bool deliverImmediately);
 
@@ -173,7 +175,7 @@ class TDMailPlugin : public std::enable_shared_from_this<TDMailPlugin> {
   void registerObservers();
   // The posting operation proper; the caller holds stateMutex_ whenever userInfo names a query.
   void postChecked(const std::string& name, const foundation::Value& object,
-                  const foundation::Value& userInfo, bool deliverImmediately);
+                   const foundation::Value& userInfo, bool deliverImmediately);
   bool isQueryAliveLocked(const TDMailPluginQuery& record) const;
 
   // The start-up installation check (global queue) and the offer to remove the plug-in (main

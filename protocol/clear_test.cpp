@@ -13,8 +13,10 @@ using testing::PluginHarness;
 class Clear : public ::testing::Test {
  protected:
   Clear() : plugin_(harness_.start()) {
-    plugin_.search(PluginHarness::command(Message::Search, {{"uniqueName", "q1"}, {"clientName", "c1"}}));
-    plugin_.search(PluginHarness::command(Message::Search, {{"uniqueName", "q2"}, {"clientName", "c1"}}));
+    plugin_.search(
+        PluginHarness::command(Message::Search, {{"uniqueName", "q1"}, {"clientName", "c1"}}));
+    plugin_.search(
+        PluginHarness::command(Message::Search, {{"uniqueName", "q2"}, {"clientName", "c1"}}));
   }
 
   // A results batch of query, pending and tagged as the batch poster leaves it.
@@ -49,7 +51,8 @@ TEST_F(Clear, ReturnsTheBatchsPasteboardAndStrikesItsEntry) {
 
   EXPECT_EQ(harness_.fakes.console->lines(),
             std::vector<std::string>{"TrovadexMailPlugin - q1 - TDMailPlugin received "
-                                     "org.trovadex.MailPlugin.Clear / c1 - " + first->name()});
+                                     "org.trovadex.MailPlugin.Clear / c1 - " +
+                                     first->name()});
   EXPECT_EQ(plugin_.pasteboardPool(), std::vector{first});
   EXPECT_TRUE(first->tag("clientName").isNil());
   const auto pending = plugin_.pendingBatchesOf("q1");
@@ -70,37 +73,38 @@ TEST_F(Clear, WithoutAUniqueNameOrABatchNameStopsAfterTheReceivedLine) {
 
 TEST_F(Clear, OfABatchNameNeverHandedOutIsAClientMismatchWithNothingTagged) {
   clear({{"uniqueName", "q1"}, {"clientName", "c1"}, {"batchName", "made-up"}});
-  EXPECT_EQ(errorLines(), std::vector<std::string>{
-                              "TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
-                              "Pasteboard client mismatch: (null) - c1"});
+  EXPECT_EQ(errorLines(),
+            std::vector<std::string>{"TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
+                                     "Pasteboard client mismatch: (null) - c1"});
 }
 
 TEST_F(Clear, WithoutAClientNameIsAClientMismatch) {
   auto batch = pendingBatch("q1", 1);
   clear({{"uniqueName", "q1"}, {"batchName", batch->name()}});
-  EXPECT_EQ(errorLines(), std::vector<std::string>{
-                              "TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
-                              "Pasteboard client mismatch: c1 - (null)"});
+  EXPECT_EQ(errorLines(),
+            std::vector<std::string>{"TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
+                                     "Pasteboard client mismatch: c1 - (null)"});
   EXPECT_EQ(plugin_.pendingBatchesOf("q1").size(), 1u);
 }
 
 TEST_F(Clear, TwiceFindsTheTagsGoneTheSecondTimeAndLeavesThePoolAlone) {
   auto batch = pendingBatch("q1", 1);
-  const Value::Dictionary command{{"uniqueName", "q1"}, {"clientName", "c1"}, {"batchName", batch->name()}};
+  const Value::Dictionary command{
+      {"uniqueName", "q1"}, {"clientName", "c1"}, {"batchName", batch->name()}};
   clear(command);
   clear(command);
-  EXPECT_EQ(errorLines(), std::vector<std::string>{
-                              "TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
-                              "Pasteboard client mismatch: (null) - c1"});
+  EXPECT_EQ(errorLines(),
+            std::vector<std::string>{"TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
+                                     "Pasteboard client mismatch: (null) - c1"});
   EXPECT_EQ(plugin_.pasteboardPool(), std::vector{batch}) << "no double entry";
 }
 
 TEST_F(Clear, OfAnotherQuerysBatchIsAQueryMismatch) {
   auto batch = pendingBatch("q2", 1);
   clear({{"uniqueName", "q1"}, {"clientName", "c1"}, {"batchName", batch->name()}});
-  EXPECT_EQ(errorLines(), std::vector<std::string>{
-                              "TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
-                              "Pasteboard query mismatch: q2 - q1"});
+  EXPECT_EQ(errorLines(),
+            std::vector<std::string>{"TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
+                                     "Pasteboard query mismatch: q2 - q1"});
   EXPECT_EQ(plugin_.pendingBatchesOf("q2").size(), 1u);
 }
 
@@ -118,18 +122,19 @@ TEST_F(Clear, AfterTheQueryWasCancelledIsAClientMismatch) {
   auto batch = pendingBatch("q1", 1);
   plugin_.cancelQuery("q1", Value("c1"));
   clear({{"uniqueName", "q1"}, {"clientName", "c1"}, {"batchName", batch->name()}});
-  EXPECT_EQ(errorLines(), std::vector<std::string>{
-                              "TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
-                              "Pasteboard client mismatch: (null) - c1"});
+  EXPECT_EQ(errorLines(),
+            std::vector<std::string>{"TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
+                                     "Pasteboard client mismatch: (null) - c1"});
   EXPECT_EQ(plugin_.pasteboardPool(), std::vector{batch});
 }
 
 TEST_F(Clear, OfARemovalBatchFindsNoEntryAndNeverReturnsIt) {
   auto removal = taggedPasteboard("q1", "c1");  // tagged, but never pending
   clear({{"uniqueName", "q1"}, {"clientName", "c1"}, {"batchName", removal->name()}});
-  EXPECT_EQ(errorLines(), std::vector<std::string>{
-                              "TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
-                              "Pasteboard mismatch: " + removal->name() + " - 0"});
+  EXPECT_EQ(errorLines(),
+            std::vector<std::string>{"TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
+                                     "Pasteboard mismatch: " +
+                                     removal->name() + " - 0"});
   EXPECT_TRUE(plugin_.pasteboardPool().empty());
 }
 
@@ -137,9 +142,10 @@ TEST_F(Clear, OfAPasteboardPendingTwiceStrikesBothAndKeepsIt) {
   auto batch = pendingBatch("q1", 1);
   ASSERT_TRUE(plugin_.addPendingBatch(*plugin_.queryNamed("q1"), {batch->name(), 2, batch}));
   clear({{"uniqueName", "q1"}, {"clientName", "c1"}, {"batchName", batch->name()}});
-  EXPECT_EQ(errorLines(), std::vector<std::string>{
-                              "TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
-                              "Pasteboard mismatch: " + batch->name() + " - 2"});
+  EXPECT_EQ(errorLines(),
+            std::vector<std::string>{"TrovadexMailPlugin - q1 - TDMailPlugin PASTEBOARD USE ERROR. "
+                                     "Pasteboard mismatch: " +
+                                     batch->name() + " - 2"});
   EXPECT_TRUE(plugin_.pendingBatchesOf("q1").empty());
   EXPECT_TRUE(plugin_.pasteboardPool().empty());
 }

@@ -18,7 +18,8 @@ class Connect : public ::testing::Test {
                const Value& compatibilityVersion) {
     Value::Dictionary userInfo{{"clientName", client}, {"version", "5.2"}};
     if (!checkVersion.isNil()) userInfo.emplace("checkVersion", checkVersion);
-    if (!compatibilityVersion.isNil()) userInfo.emplace("compatibilityVersion", compatibilityVersion);
+    if (!compatibilityVersion.isNil())
+      userInfo.emplace("compatibilityVersion", compatibilityVersion);
     plugin_.connect(PluginHarness::command(Message::Connect, userInfo));
   }
   std::size_t alertsAfterMainLoop() {
@@ -31,9 +32,11 @@ class Connect : public ::testing::Test {
 };
 
 TEST_F(Connect, EchoesTheRequestWithThePluginsOwnVersionAndCompatibilityVersion) {
-  plugin_.connect(PluginHarness::command(
-      Message::Connect, {{"clientName", "c1"}, {"version", "x"}, {"compatibilityVersion", Value::integer(7)},
-                         {"extra", Value::Array{"kept"}}}));
+  plugin_.connect(
+      PluginHarness::command(Message::Connect, {{"clientName", "c1"},
+                                                {"version", "x"},
+                                                {"compatibilityVersion", Value::integer(7)},
+                                                {"extra", Value::Array{"kept"}}}));
   const auto replies = harness_.posts(Message::PluginReady);
   ASSERT_EQ(replies.size(), 1u);
   const Value::Dictionary expected{{"clientName", "c1"},
@@ -41,11 +44,12 @@ TEST_F(Connect, EchoesTheRequestWithThePluginsOwnVersionAndCompatibilityVersion)
                                    {"compatibilityVersion", Value::integer(1)},
                                    {"extra", Value::Array{"kept"}}};
   EXPECT_EQ(replies[0].userInfo, Value(expected));
-  EXPECT_EQ(harness_.fakes.console->lines(),
-            (std::vector<std::string>{
-                "TrovadexMailPlugin - n/a - TDMailPlugin received org.trovadex.MailPlugin.Connect "
-                "/ c1 - x - 7",
-                "TrovadexMailPlugin - n/a - TDMailPlugin post org.trovadex.MailPlugin.PluginReady"}));
+  EXPECT_EQ(
+      harness_.fakes.console->lines(),
+      (std::vector<std::string>{
+          "TrovadexMailPlugin - n/a - TDMailPlugin received org.trovadex.MailPlugin.Connect "
+          "/ c1 - x - 7",
+          "TrovadexMailPlugin - n/a - TDMailPlugin post org.trovadex.MailPlugin.PluginReady"}));
 }
 
 TEST_F(Connect, WithoutUserInfoRepliesWithOnlyTheCommonKeys) {
@@ -60,8 +64,8 @@ TEST_F(Connect, WithoutUserInfoRepliesWithOnlyTheCommonKeys) {
 }
 
 TEST_F(Connect, NamingAQueryThatDoesNotRunGetsNoReply) {
-  plugin_.connect(PluginHarness::command(Message::Connect,
-                                         {{"clientName", "c1"}, {"uniqueName", "nothing"}}));
+  plugin_.connect(
+      PluginHarness::command(Message::Connect, {{"clientName", "c1"}, {"uniqueName", "nothing"}}));
   EXPECT_TRUE(harness_.posts(Message::PluginReady).empty());
 }
 

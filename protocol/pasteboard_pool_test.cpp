@@ -64,7 +64,8 @@ TEST_F(PasteboardPool, AReturnClearsTheContentsAndTheTags) {
   auto pasteboard = plugin_.pasteboardFromPool();
   const std::string type = protocol::pasteboardTypeName(protocol::PasteboardType::ResultsBatch);
   pasteboard->declareTypes({type}, &plugin_);
-  ASSERT_TRUE(pasteboard->setPropertyList(Value::Dictionary{{"batchNumber", Value::integer(1)}}, type));
+  ASSERT_TRUE(
+      pasteboard->setPropertyList(Value::Dictionary{{"batchNumber", Value::integer(1)}}, type));
   pasteboard->setTag("uniqueName", "q1");
   pasteboard->setTag("clientName", "c1");
   pasteboard->setTag(type, "x");

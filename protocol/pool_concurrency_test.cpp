@@ -19,7 +19,8 @@ using testing::PluginHarness;
 const std::vector<std::string> kQueries{"q0", "q1", "q2"};
 
 void searchFor(TDMailPlugin& plugin, const std::string& name) {
-  plugin.search(PluginHarness::command(Message::Search, {{"uniqueName", name}, {"clientName", "c1"}}));
+  plugin.search(
+      PluginHarness::command(Message::Search, {{"uniqueName", name}, {"clientName", "c1"}}));
 }
 
 // Posts a batch as the results poster does: take, tag, file as pending (or give back when the
@@ -37,7 +38,8 @@ void postAndClear(TDMailPlugin& plugin, std::size_t seed, int rounds) {
     }
     if (round % 3 != 0) {
       plugin.clear(PluginHarness::command(
-          Message::Clear, {{"uniqueName", name}, {"clientName", "c1"}, {"batchName", pasteboard->name()}}));
+          Message::Clear,
+          {{"uniqueName", name}, {"clientName", "c1"}, {"batchName", pasteboard->name()}}));
     }
   }
 }
@@ -74,8 +76,10 @@ TEST(PoolConcurrency, TakesReturnsClearsAndCancelsFromSeveralThreadsWithoutLosin
   EXPECT_EQ(std::set(pool.begin(), pool.end()).size(), pool.size()) << "no pasteboard twice";
   for (const auto& pasteboard : plugin.pasteboards()) {
     const bool pooled = std::find(pool.begin(), pool.end(), pasteboard) != pool.end();
-    const bool givenUp = harness.fakes.pasteboardServer->releaseGloballyCount(pasteboard->name()) > 0;
-    EXPECT_NE(pooled, givenUp) << pasteboard->name() << " is pooled or given up, not both or neither";
+    const bool givenUp =
+        harness.fakes.pasteboardServer->releaseGloballyCount(pasteboard->name()) > 0;
+    EXPECT_NE(pooled, givenUp) << pasteboard->name()
+                               << " is pooled or given up, not both or neither";
   }
 }
 

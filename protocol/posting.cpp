@@ -10,8 +10,7 @@ namespace trovadex::plugin {
 using foundation::Value;
 
 void TDMailPlugin::postDistributedNotificationName(const std::string& name, const Value& object,
-                                                   const Value& userInfo,
-                                                   bool deliverImmediately) {
+                                                   const Value& userInfo, bool deliverImmediately) {
   if (userInfo[protocol::key::kUniqueName].isNil()) {
     postChecked(name, object, userInfo, deliverImmediately);
     return;
@@ -23,7 +22,7 @@ void TDMailPlugin::postDistributedNotificationName(const std::string& name, cons
 }
 
 void TDMailPlugin::postChecked(const std::string& name, const Value& object, const Value& userInfo,
-                              bool deliverImmediately) {
+                               bool deliverImmediately) {
   const Value& uniqueName = userInfo[protocol::key::kUniqueName];
   if (!uniqueName.isNil()) {
     const std::string* queryName = uniqueName.asString();

@@ -24,15 +24,14 @@ class Posting : public ::testing::Test {
 };
 
 TEST_F(Posting, SetsTheCommonKeysOverAnyThatTheUserInfoCarries) {
-  const auto posts = postAndRecord(Value::Dictionary{
-      {"version", "x"}, {"compatibilityVersion", Value::integer(7)}, {"a", "b"}});
+  const auto posts = postAndRecord(
+      Value::Dictionary{{"version", "x"}, {"compatibilityVersion", Value::integer(7)}, {"a", "b"}});
   ASSERT_EQ(posts.size(), 1u);
   EXPECT_EQ(posts[0].name, "org.trovadex.MailPlugin.Test");
   EXPECT_TRUE(posts[0].deliverImmediately);
-  EXPECT_EQ(posts[0].userInfo, Value(Value::Dictionary{
-                                   {"version", "1"},
-                                   {"compatibilityVersion", Value::integer(1)},
-                                   {"a", "b"}}));
+  EXPECT_EQ(posts[0].userInfo,
+            Value(Value::Dictionary{
+                {"version", "1"}, {"compatibilityVersion", Value::integer(1)}, {"a", "b"}}));
 }
 
 TEST_F(Posting, MakesAUserInfoWhenThereIsNone) {
@@ -49,7 +48,8 @@ TEST_F(Posting, DropsSilentlyAMessageAboutAQueryThatIsNotRegistered) {
 }
 
 TEST_F(Posting, PostsAboutARunningQueryUntilItIsCancelled) {
-  plugin_.search(PluginHarness::command(Message::Search, {{"uniqueName", "q1"}, {"clientName", "c1"}}));
+  plugin_.search(
+      PluginHarness::command(Message::Search, {{"uniqueName", "q1"}, {"clientName", "c1"}}));
   EXPECT_EQ(postAndRecord(Value::Dictionary{{"uniqueName", "q1"}}).size(), 1u);
 
   auto engineQuery = harness_.fakes.searchQueryFactory->lastQuery();

@@ -72,10 +72,10 @@ TEST_F(Registry, CancellingTwiceChangesNothingTheSecondTime) {
   search("q1", "c1");
   cancel({{"uniqueName", "q1"}, {"clientName", "c1"}});
   cancel({{"uniqueName", "q1"}, {"clientName", "c1"}});
-  EXPECT_EQ(lines(), (std::vector<std::string>{
-                         "TrovadexMailPlugin - q1 - TDMailPlugin received "
-                         "org.trovadex.MailPlugin.Cancel / c1",
-                         "TrovadexMailPlugin - q1 - TDMailPlugin cancel query"}));
+  EXPECT_EQ(lines(),
+            (std::vector<std::string>{"TrovadexMailPlugin - q1 - TDMailPlugin received "
+                                      "org.trovadex.MailPlugin.Cancel / c1",
+                                      "TrovadexMailPlugin - q1 - TDMailPlugin cancel query"}));
   EXPECT_TRUE(plugin_.queryNames().empty());
   EXPECT_TRUE(plugin_.queryNamesByClient().empty());
 }
@@ -104,8 +104,9 @@ TEST_F(Registry, AClientsKeyGoesWithItsLastQuery) {
   cancel({{"uniqueName", "q2"}, {"clientName", "c1"}});
   EXPECT_EQ(plugin_.queryNamesByClient(), (ClientMap{{"c2", {"q3"}}}));
   terminate({{"clientName", "c9"}});
-  EXPECT_EQ(harness_.consoleLines("active client count"),
-            std::vector<std::string>{"TrovadexMailPlugin - n/a - TDMailPlugin active client count: 1"});
+  EXPECT_EQ(
+      harness_.consoleLines("active client count"),
+      std::vector<std::string>{"TrovadexMailPlugin - n/a - TDMailPlugin active client count: 1"});
 }
 
 TEST_F(Registry, AnyClientMayCancelAQueryByNameAndOnlyItsOwnListChanges) {
@@ -126,10 +127,10 @@ TEST_F(Registry, CancelStrikesEveryEqualNameFromTheClientsList) {
 TEST_F(Registry, CancellingAnUnknownQueryLeavesOtherNamesOfTheClient) {
   search("q1", "c1");
   cancel({{"uniqueName", "nothing"}, {"clientName", "c1"}});
-  EXPECT_EQ(lines(), (std::vector<std::string>{
-                         "TrovadexMailPlugin - nothing - TDMailPlugin received "
-                         "org.trovadex.MailPlugin.Cancel / c1",
-                         "TrovadexMailPlugin - nothing - TDMailPlugin cancel query"}));
+  EXPECT_EQ(lines(),
+            (std::vector<std::string>{"TrovadexMailPlugin - nothing - TDMailPlugin received "
+                                      "org.trovadex.MailPlugin.Cancel / c1",
+                                      "TrovadexMailPlugin - nothing - TDMailPlugin cancel query"}));
   EXPECT_EQ(plugin_.queryNamesByClient(), (ClientMap{{"c1", {"q1"}}}));
   cancel({{"uniqueName", "nothing"}, {"clientName", "c2"}});
   EXPECT_EQ(plugin_.queryNamesByClient(), (ClientMap{{"c1", {"q1"}}}));
@@ -156,7 +157,8 @@ TEST_F(Registry, ACancelledQuerysBatchesGoBackInPostingOrderAndTheCountsAreLogge
 TEST_F(Registry, TheReturnedBatchesOfACancelledQueryStillLeaveAtMostFiveInThePool) {
   search("q1", "c1");
   std::vector<std::shared_ptr<platform::Pasteboard>> batches;
-  for (std::uint64_t number = 1; number <= 7; ++number) batches.push_back(pendingBatch("q1", number));
+  for (std::uint64_t number = 1; number <= 7; ++number)
+    batches.push_back(pendingBatch("q1", number));
   plugin_.cancelQuery("q1", Value("c1"));
   EXPECT_EQ(plugin_.pasteboardPool(), (std::vector(batches.begin() + 2, batches.end())));
 }
@@ -169,12 +171,14 @@ TEST_F(Registry, TerminateWithAnEmptyActiveNamesCancelsEveryRecordedName) {
   EXPECT_EQ(plugin_.queryNames(), std::vector<std::string>{"q3"});
   EXPECT_EQ(plugin_.queryNamesByClient(), (ClientMap{{"c2", {"q3"}}}));
   const auto logged = lines();
-  EXPECT_EQ(logged.front(), "TrovadexMailPlugin - n/a - TDMailPlugin received "
-                            "org.trovadex.MailPlugin.Terminate / c1");
+  EXPECT_EQ(logged.front(),
+            "TrovadexMailPlugin - n/a - TDMailPlugin received "
+            "org.trovadex.MailPlugin.Terminate / c1");
   EXPECT_EQ(logged[1], "TrovadexMailPlugin - n/a - TDMailPlugin terminate client c1");
-  EXPECT_EQ(std::vector(logged.end() - 2, logged.end()),
-            (std::vector<std::string>{"TrovadexMailPlugin - n/a - TDMailPlugin active query count: 1",
-                                      "TrovadexMailPlugin - n/a - TDMailPlugin active client count: 1"}));
+  EXPECT_EQ(
+      std::vector(logged.end() - 2, logged.end()),
+      (std::vector<std::string>{"TrovadexMailPlugin - n/a - TDMailPlugin active query count: 1",
+                                "TrovadexMailPlugin - n/a - TDMailPlugin active client count: 1"}));
 }
 
 TEST_F(Registry, TerminateOfAnUnknownClientWithoutNamesOnlyLogs) {

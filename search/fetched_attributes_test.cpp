@@ -15,8 +15,8 @@ TEST(FetchedAttributes, HoldNinetyDistinctNamesOfEveryFamily) {
   const std::set<std::string> distinct(names.begin(), names.end());
   EXPECT_EQ(names.size(), 90u);
   EXPECT_EQ(distinct.size(), 90u);
-  for (const char* name : {":MD:DeviceId", ":MD:kMDItemPath", "_kMDItemExternalID", "kMDItemAuthors",
-                           "kMDItemEmailAddresses", "com_apple_metadata_modtime",
+  for (const char* name : {":MD:DeviceId", ":MD:kMDItemPath", "_kMDItemExternalID",
+                           "kMDItemAuthors", "kMDItemEmailAddresses", "com_apple_metadata_modtime",
                            "com_apple_mail_attachmentSpecificTypes", "kMDItemComment",
                            "kMDItemFSContentChangeDate", "kMDItemLastUsedDate"}) {
     EXPECT_EQ(distinct.count(name), 1u) << name;

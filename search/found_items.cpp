@@ -32,12 +32,15 @@ const Value& attributeNamed(const Value::Dictionary& attributes, std::string_vie
   return found == attributes.end() ? kNil : found->second;
 }
 
-Value optionalString(const std::optional<std::string>& text) { return text ? Value(*text) : Value(); }
+Value optionalString(const std::optional<std::string>& text) {
+  return text ? Value(*text) : Value();
+}
 
 }  // namespace
 
 MessageRecord QueryStream::messageRecordForItem(const platform::SearchableItem& item,
-                                                std::optional<std::int64_t> libraryID) const {
+                                                std::optional<std::int64_t> libraryID,
+                                                const platform::FileManager& fileManager) {
   MessageRecord message;
   message.attributes = item.attributeSet.attributes;
   message.libraryID = libraryID;
@@ -50,8 +53,7 @@ MessageRecord QueryStream::messageRecordForItem(const platform::SearchableItem& 
   Value displayName = attributeNamed(message.attributes, kMDItemDisplayName);
   if (displayName.isNil()) displayName = attributeNamed(message.attributes, kSubjectAttribute);
   if (displayName.isNil() && message.path) {
-    auto plugin = plugin_.lock();
-    if (plugin) displayName = Value(plugin->context().ports().fileManager->displayNameAtPath(*message.path));
+    displayName = Value(fileManager.displayNameAtPath(*message.path));
   }
   if (!displayName.isNil()) {
     message.attributes.insert_or_assign(std::string(kMDItemDisplayName), std::move(displayName));
@@ -68,7 +70,8 @@ void QueryStream::foundItems(const platform::SearchableItems& items) {
   std::vector<const platform::SearchableItem*> sorted;
   sorted.reserve(items.size());
   for (const auto& item : items) sorted.push_back(&item);
-  if (sortingAttribute_) sortFoundItems(sorted, sortKeysForAttribute(*sortingAttribute_), sortAscending_);
+  if (sortingAttribute_)
+    sortFoundItems(sorted, sortKeysForAttribute(*sortingAttribute_), sortAscending_);
 
   std::uint64_t runningCount = live->searchQuery->foundItemCount();
   const std::size_t laterChunkSize =
@@ -79,7 +82,8 @@ void QueryStream::foundItems(const platform::SearchableItems& items) {
   // lowered by every drop of this delivery.
   auto resolve = [&](std::vector<MessageRecord>& chunk) {
     auto delivered = TDMailPlugin::loadFilePaths(context, chunk, &foundItemIndex_);
-    const std::uint64_t dropped = chunk.size() > delivered.size() ? chunk.size() - delivered.size() : 0;
+    const std::uint64_t dropped =
+        chunk.size() > delivered.size() ? chunk.size() - delivered.size() : 0;
     runningCount = runningCount > dropped ? runningCount - dropped : 0;
     chunk.clear();
     return delivered;
@@ -99,7 +103,7 @@ void QueryStream::foundItems(const platform::SearchableItems& items) {
       case TDMailPlugin::Admission::Admitted:
         break;
     }
-    chunk.push_back(messageRecordForItem(*item, libraryID));
+    chunk.push_back(messageRecordForItem(*item, libraryID, *context.ports().fileManager));
     if (chunk.size() == threshold) {
       auto delivered = resolve(chunk);
       // An intermediate batch reports how many messages have been delivered so far.
@@ -152,15 +156,18 @@ void QueryStream::postResultsBatch(const Live& live, std::vector<MessageRecord> 
   if (const Value::Dictionary* received = searchUserInfo_.asDictionary()) userInfo = *received;
   userInfo.insert_or_assign(std::string(key::kUniqueName), Value(uniqueName_));
   userInfo.insert_or_assign(std::string(key::kBatchName), Value(batchName));
-  userInfo.insert_or_assign(std::string(key::kFoundItemCount), Value::unsignedInteger(foundItemCount));
+  userInfo.insert_or_assign(std::string(key::kFoundItemCount),
+                            Value::unsignedInteger(foundItemCount));
   userInfo.insert_or_assign(std::string(key::kBatchNumber), Value::unsignedInteger(batchNumber));
   userInfo.insert_or_assign(std::string(key::kPendingBatches), std::move(*pendingBefore));
 
   if (plugin.logLevel() > 1) {
     platform::Console& console = *plugin.context().ports().console;
     console.writeLine(foundation::formatString("%@: batchNumber %lu", {batchName, batchNumber}));
-    console.writeLine(foundation::formatString("%@: messages count %lu", {batchName, messages.size()}));
-    console.writeLine(foundation::formatString("%@: foundItemCount %lu", {batchName, foundItemCount}));
+    console.writeLine(
+        foundation::formatString("%@: messages count %lu", {batchName, messages.size()}));
+    console.writeLine(
+        foundation::formatString("%@: foundItemCount %lu", {batchName, foundItemCount}));
   }
   const std::string name = messageName(Message::QueryHasUpdates);
   log(live, "TDMailPlugin post %@ / %@ - %@ - %@",

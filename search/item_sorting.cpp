@@ -50,7 +50,8 @@ int compareNumbers(const Value& a, const Value& b) {
 std::vector<std::string> sortKeysForAttribute(const std::string& sortingAttribute) {
   std::vector<std::string> keys{sortingAttribute};
   for (const auto& entry : kTieBreakers) {
-    if (entry.attribute == sortingAttribute) keys.insert(keys.end(), entry.keys.begin(), entry.keys.end());
+    if (entry.attribute == sortingAttribute)
+      keys.insert(keys.end(), entry.keys.begin(), entry.keys.end());
   }
   return keys;
 }
@@ -66,7 +67,8 @@ int compareAttributeValues(const Value& a, const Value& b) {
 
 void sortFoundItems(std::vector<const platform::SearchableItem*>& items,
                     const std::vector<std::string>& keys, bool ascending) {
-  auto attribute = [](const platform::SearchableItem* item, const std::string& key) -> const Value& {
+  auto attribute = [](const platform::SearchableItem* item,
+                      const std::string& key) -> const Value& {
     static const Value kNil;
     const auto& attributes = item->attributeSet.attributes;
     auto found = attributes.find(key);

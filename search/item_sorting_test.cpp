@@ -29,7 +29,8 @@ std::vector<std::string> sortedIds(const std::vector<SearchableItem>& items,
 }
 
 TEST(SortKeys, FileSystemDatesBreakTiesByCreationThenReceivedDate) {
-  const std::vector<std::string> tieBroken{"kMDItemContentCreationDate", "com_apple_mail_dateReceived"};
+  const std::vector<std::string> tieBroken{"kMDItemContentCreationDate",
+                                           "com_apple_mail_dateReceived"};
   for (const char* attribute : {"kMDItemFSContentChangeDate", "kMDItemFSCreationDate"}) {
     auto keys = sortKeysForAttribute(attribute);
     ASSERT_EQ(keys.size(), 3u);
@@ -45,7 +46,8 @@ TEST(SortFoundItems, OrdersTiesOnTheCreationDateByTheTieBreakersInTheSameDirecti
   const std::vector<SearchableItem> items{
       item("a", {{"kMDItemFSCreationDate", day(5)}, {"kMDItemContentCreationDate", day(1)}}),
       item("b", {{"kMDItemFSCreationDate", day(5)}, {"kMDItemContentCreationDate", day(3)}}),
-      item("c", {{"kMDItemFSCreationDate", day(5)}, {"kMDItemContentCreationDate", day(3)},
+      item("c", {{"kMDItemFSCreationDate", day(5)},
+                 {"kMDItemContentCreationDate", day(3)},
                  {"com_apple_mail_dateReceived", day(9)}}),
       item("d", {{"kMDItemFSCreationDate", day(7)}}),
   };
@@ -66,8 +68,9 @@ TEST(SortFoundItems, KeepsTheEnginesOrderForTiesOnTheLastUsedDate) {
 }
 
 TEST(SortFoundItems, PutsItemsWithoutTheKeyFirstWhenAscending) {
-  const std::vector<SearchableItem> items{
-      item("with", {{"kMDItemSubject", "b"}}), item("without", {}), item("early", {{"kMDItemSubject", "a"}})};
+  const std::vector<SearchableItem> items{item("with", {{"kMDItemSubject", "b"}}),
+                                          item("without", {}),
+                                          item("early", {{"kMDItemSubject", "a"}})};
   EXPECT_EQ(sortedIds(items, "kMDItemSubject", true),
             (std::vector<std::string>{"without", "early", "with"}));
   EXPECT_EQ(sortedIds(items, "kMDItemSubject", false),
@@ -77,7 +80,8 @@ TEST(SortFoundItems, PutsItemsWithoutTheKeyFirstWhenAscending) {
 TEST(CompareAttributeValues, ComparesNumbersByValueWhateverTheirKind) {
   EXPECT_LT(compareAttributeValues(Value::integer(-1), Value::unsignedInteger(0)), 0);
   EXPECT_EQ(compareAttributeValues(Value::integer(2), Value::real(2.0)), 0);
-  EXPECT_GT(compareAttributeValues(Value::unsignedInteger(UINT64_MAX), Value::integer(INT64_MAX)), 0);
+  EXPECT_GT(compareAttributeValues(Value::unsignedInteger(UINT64_MAX), Value::integer(INT64_MAX)),
+            0);
   EXPECT_LT(compareAttributeValues(Value::real(1.5), Value::integer(2)), 0);
   EXPECT_NE(compareAttributeValues(Value("1"), Value::integer(1)), 0) << "kinds differ";
 }

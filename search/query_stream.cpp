@@ -17,7 +17,9 @@ namespace {
 
 constexpr std::size_t kRemovalChunkSize = 1000;
 
-Value optionalString(const std::optional<std::string>& text) { return text ? Value(*text) : Value(); }
+Value optionalString(const std::optional<std::string>& text) {
+  return text ? Value(*text) : Value();
+}
 
 }  // namespace
 
@@ -70,7 +72,8 @@ void QueryStream::log(const Live& live, std::string_view format,
 Value::Dictionary QueryStream::completionUserInfo() const {
   Value::Dictionary userInfo;
   if (const Value::Dictionary* received = searchUserInfo_.asDictionary()) userInfo = *received;
-  userInfo.insert_or_assign(std::string(key::kNotification), Value(protocol::kCompletedNotification));
+  userInfo.insert_or_assign(std::string(key::kNotification),
+                            Value(protocol::kCompletedNotification));
   return userInfo;
 }
 

@@ -21,6 +21,7 @@
 
 #include "foundation/error.hpp"
 #include "foundation/value.hpp"
+#include "platform/file_manager.hpp"
 #include "platform/search_query.hpp"
 #include "plugin/td_mail_plugin.hpp"
 
@@ -54,8 +55,11 @@ class QueryStream {
   // The plug-in, record and query when the query is alive; nothing otherwise.
   std::optional<Live> liveQuery() const;
 
-  MessageRecord messageRecordForItem(const platform::SearchableItem& item,
-                                     std::optional<std::int64_t> libraryID) const;
+  // The message record of a found item, before its file is looked up: its attributes, library
+  // ID, path (the item's own, else its kMDItemPath) and a display name.
+  static MessageRecord messageRecordForItem(const platform::SearchableItem& item,
+                                            std::optional<std::int64_t> libraryID,
+                                            const platform::FileManager& fileManager);
   void postResultsBatch(const Live& live, std::vector<MessageRecord> messages,
                         std::uint64_t foundItemCount);
   void postRemovalBatch(const Live& live, const std::vector<std::string>& identifiers);

@@ -79,8 +79,9 @@ void TDMailPlugin::search(const platform::Notification& notification) {
   auto searchQuery = buildQueryWithString(context_, spotlightText, true);
   if (!searchQuery) return;  // the engine refused the query: nothing is filed or said
   record->setSearchQuery(searchQuery);
-  QueryStream::install(std::make_shared<QueryStream>(shared_from_this(), record, searchQuery, userInfo),
-                       *searchQuery);
+  QueryStream::install(
+      std::make_shared<QueryStream>(shared_from_this(), record, searchQuery, userInfo),
+      *searchQuery);
 
   // A record filed under the same name before is replaced, not cancelled: owned by nothing, it is
   // let go outside the lock, and its handlers find it gone.
