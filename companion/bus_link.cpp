@@ -1,0 +1,141 @@
+#include "companion/bus_link.hpp"
+
+#include <exception>
+#include <utility>
+
+#include "linux/bus_notification.hpp"
+#include "linux/session_bus.hpp"
+
+namespace trovadex::companion {
+
+using foundation::Error;
+using foundation::Result;
+using foundation::Status;
+using foundation::Value;
+using linux_platform::busError;
+using linux_platform::GErrorPtr;
+using linux_platform::GObjectPtr;
+using linux_platform::GVariantPtr;
+
+namespace {
+
+// RequestName with no flags: no replacing of the owner, and a taken name queues the request.
+constexpr guint32 kQueueBehindOwners = 0;
+constexpr guint32 kPrimaryOwner = 1;
+constexpr guint32 kAlreadyOwner = 4;
+
+Result<GVariantPtr> callBusDaemon(GDBusConnection* connection, const char* method,
+                                  GVariant* arguments, const char* replyType) {
+  GError* error = nullptr;
+  GVariant* reply = g_dbus_connection_call_sync(
+      connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method,
+      arguments, G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+  GErrorPtr owned(error);
+  if (reply == nullptr) return busError(error, std::string("The bus refused ") + method);
+  return GVariantPtr(reply);
+}
+
+}  // namespace
+
+Result<std::unique_ptr<BusLink>> BusLink::open(GMainContext* context,
+                                               NotificationReceiver receiver,
+                                               ProblemReporter problem) {
+  auto connection = linux_platform::openSessionBus();
+  if (!connection) return connection.error();
+  std::unique_ptr<BusLink> link(
+      new BusLink(std::move(connection).value(),
+                  std::make_unique<Delivery>(Delivery{std::move(receiver), std::move(problem)})));
+  // Signals are delivered to the context that is the thread's default when subscribing.
+  g_main_context_push_thread_default(context);
+  const std::string interface(linux_platform::kNotificationInterface);
+  link->subscription_ = g_dbus_connection_signal_subscribe(
+      link->connection_.get(), nullptr, interface.c_str(), nullptr, nullptr, nullptr,
+      G_DBUS_SIGNAL_FLAGS_NONE, &BusLink::onSignal, link->delivery_.get(), nullptr);
+  g_main_context_pop_thread_default(context);
+  return link;
+}
+
+BusLink::BusLink(GObjectPtr<GDBusConnection> connection, std::unique_ptr<Delivery> delivery)
+    : connection_(std::move(connection)), delivery_(std::move(delivery)) {}
+
+BusLink::~BusLink() {
+  // GDBus drops queued deliveries of a subscription that is gone, so delivery_ is not used after
+  // this, even by signals already waiting in the context.
+  if (subscription_ != 0) g_dbus_connection_signal_unsubscribe(connection_.get(), subscription_);
+  if (ownsNameRequest_) {
+    const std::string name(kCompanionBusName);
+    callBusDaemon(connection_.get(), "ReleaseName", g_variant_new("(s)", name.c_str()), "(u)");
+  }
+  flush();
+  g_dbus_connection_close_sync(connection_.get(), nullptr, nullptr);
+}
+
+void BusLink::onSignal(GDBusConnection*, const gchar* sender, const gchar*,
+                       const gchar* interface, const gchar* member, GVariant* body,
+                       gpointer data) {
+  auto* delivery = static_cast<Delivery*>(data);
+  // No exception may unwind through GDBus.
+  try {
+    const std::string name = std::string(interface) + "." + member;
+    auto decoded = linux_platform::decodeNotificationBody(body);
+    if (!decoded) {
+      if (delivery->problem) {
+        delivery->problem("Ignored " + name + " from " + (sender ? sender : "?") + ": " +
+                          decoded.error().localizedDescription);
+      }
+      return;
+    }
+    if (delivery->problem) {
+      for (const auto& dropped : decoded.value().problems) delivery->problem(name + ": " + dropped);
+    }
+    delivery->receiver(name, decoded.value().userInfo);
+  } catch (const std::exception& exception) {
+    if (delivery->problem) delivery->problem(std::string("Notification handler: ") + exception.what());
+  } catch (...) {
+    if (delivery->problem) delivery->problem("Notification handler: unknown exception");
+  }
+}
+
+Status BusLink::post(Command command, const Value& userInfo) {
+  const std::string name = commandName(command);
+  auto body = linux_platform::encodeNotificationBody(Value(), userInfo);
+  if (!body) return body.error();
+  const std::string interface(linux_platform::kNotificationInterface);
+  const std::string path(linux_platform::kNotificationObjectPath);
+  const std::string member(commandSuffix(command));
+  GError* error = nullptr;
+  const gboolean sent =
+      g_dbus_connection_emit_signal(connection_.get(), nullptr, path.c_str(), interface.c_str(),
+                                    member.c_str(), body.value().get(), &error);
+  GErrorPtr owned(error);
+  if (!sent) return busError(error, "Could not send " + name);
+  return {};
+}
+
+Result<bool> BusLink::requestCompanionName() {
+  const std::string name(kCompanionBusName);
+  auto reply = callBusDaemon(connection_.get(), "RequestName",
+                             g_variant_new("(su)", name.c_str(), kQueueBehindOwners),
+                             "(u)");
+  if (!reply) return reply.error();
+  ownsNameRequest_ = true;
+  guint32 result = 0;
+  g_variant_get(reply.value().get(), "(u)", &result);
+  return result == kPrimaryOwner || result == kAlreadyOwner;
+}
+
+Status BusLink::flush() {
+  GError* error = nullptr;
+  if (!g_dbus_connection_flush_sync(connection_.get(), nullptr, &error)) {
+    GErrorPtr owned(error);
+    return busError(error, "Could not flush the session bus");
+  }
+  return {};
+}
+
+std::string BusLink::uniqueBusName() const {
+  const gchar* name = g_dbus_connection_get_unique_name(connection_.get());
+  return name != nullptr ? name : "";
+}
+
+}  // namespace trovadex::companion
