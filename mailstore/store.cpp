@@ -195,8 +195,7 @@ foundation::Result<Store::PreparedMessage> Store::prepare(const NewMessage& mess
   return prepared;
 }
 
-AddOutcome Store::store(const Mailbox& mailbox, PreparedMessage& message,
-                        std::vector<std::filesystem::path>& written) {
+AddOutcome Store::store(const Mailbox& mailbox, PreparedMessage& message) {
   auto duplicate = index_->findByDigest(message.record.digest);
   if (!duplicate) return {AddResult::Failed, 0, duplicate.error()};
   if (duplicate.value()) return {AddResult::Duplicate, *duplicate.value(), std::nullopt};
@@ -227,12 +226,20 @@ AddOutcome Store::store(const Mailbox& mailbox, PreparedMessage& message,
     removeMessageFiles(mailbox.storeFolder, libraryID);
     return {AddResult::Failed, 0, released.error()};
   }
-  written.push_back(dataPath(mailbox, libraryID, message.kind));
   return {AddResult::Added, libraryID, std::nullopt};
 }
 
 foundation::Result<std::vector<AddOutcome>> Store::addMessages(
     const Mailbox& mailbox, std::span<const NewMessage> messages) {
+  const std::vector<const Mailbox*> mailboxes(messages.size(), &mailbox);
+  return addMessages(mailboxes, messages);
+}
+
+foundation::Result<std::vector<AddOutcome>> Store::addMessages(
+    std::span<const Mailbox* const> mailboxes, std::span<const NewMessage> messages) {
+  if (mailboxes.size() != messages.size()) {
+    return storeError(StoreErrorCode::InvalidArgument, "one mailbox per message is needed");
+  }
   std::vector<AddOutcome> outcomes(messages.size());
   std::vector<std::optional<PreparedMessage>> prepared(messages.size());
   for (std::size_t index = 0; index < messages.size(); ++index) {
@@ -246,15 +253,14 @@ foundation::Result<std::vector<AddOutcome>> Store::addMessages(
 
   std::lock_guard lock(writeMutex_);
   if (auto begun = index_->begin(); !begun) return begun.error();
-  std::vector<std::filesystem::path> written;
   for (std::size_t index = 0; index < messages.size(); ++index) {
-    if (prepared[index]) outcomes[index] = store(mailbox, *prepared[index], written);
+    if (prepared[index]) outcomes[index] = store(*mailboxes[index], *prepared[index]);
   }
   if (auto committed = index_->commit(); !committed) {
     index_->rollback();
-    for (const auto& outcome : outcomes) {
-      if (outcome.result == AddResult::Added) {
-        removeMessageFiles(mailbox.storeFolder, outcome.libraryID);
+    for (std::size_t index = 0; index < outcomes.size(); ++index) {
+      if (outcomes[index].result == AddResult::Added) {
+        removeMessageFiles(mailboxes[index]->storeFolder, outcomes[index].libraryID);
       }
     }
     return committed.error();

@@ -103,6 +103,9 @@ class Store {
   // is kept.
   foundation::Result<std::vector<AddOutcome>> addMessages(const Mailbox& mailbox,
                                                           std::span<const NewMessage> messages);
+  // The same, each message into the mailbox at its position in mailboxes (same length).
+  foundation::Result<std::vector<AddOutcome>> addMessages(std::span<const Mailbox* const> mailboxes,
+                                                          std::span<const NewMessage> messages);
 
   // Removes the message's row and files; NotFound when there is no such message.
   foundation::Status deleteMessage(std::int64_t libraryID);
@@ -131,8 +134,7 @@ class Store {
   Store(std::filesystem::path libraryFolder, std::unique_ptr<EnvelopeIndex> index,
         std::shared_ptr<const foundation::Clock> clock);
   foundation::Result<PreparedMessage> prepare(const NewMessage& message) const;
-  AddOutcome store(const Mailbox& mailbox, PreparedMessage& message,
-                   std::vector<std::filesystem::path>& written);
+  AddOutcome store(const Mailbox& mailbox, PreparedMessage& message);
   Mailbox mailboxFromRecord(std::int64_t mailboxID, const MailboxAddress& address,
                             const std::string& storeUUID) const;
   void fillFileState(const Mailbox& mailbox, StoredMessage& message) const;
