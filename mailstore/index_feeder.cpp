@@ -9,8 +9,8 @@ struct IndexFeeder::Flow {
   void answered(std::size_t count, const char* what,
                 const std::optional<foundation::Error>& error) {
     if (error && console) {
-      console->writeLine("Indexer: the index refused " + std::to_string(count) + " " + what +
-                         ": " + error->description());
+      console->writeLine("Indexer: the index refused " + std::to_string(count) + " " + what + ": " +
+                         error->description());
     }
     std::lock_guard lock(mutex);
     --inFlight;
@@ -32,9 +32,8 @@ IndexFeeder::IndexFeeder(std::shared_ptr<platform::SearchableIndex> index,
 
 bool IndexFeeder::waitForRoom() {
   std::unique_lock lock(flow_->mutex);
-  flow_->changed.wait(lock, [&] {
-    return flow_->cancelled || flow_->inFlight < kMaxBatchesInFlight;
-  });
+  flow_->changed.wait(lock,
+                      [&] { return flow_->cancelled || flow_->inFlight < kMaxBatchesInFlight; });
   if (flow_->cancelled) return false;
   ++flow_->inFlight;
   return true;
@@ -44,9 +43,8 @@ bool IndexFeeder::index(platform::SearchableItems items) {
   if (items.empty()) return true;
   if (!waitForRoom()) return false;
   const std::size_t count = items.size();
-  index_->indexSearchableItems(items, [flow = flow_, count](const auto& error) {
-    flow->answered(count, "items", error);
-  });
+  index_->indexSearchableItems(
+      items, [flow = flow_, count](const auto& error) { flow->answered(count, "items", error); });
   return true;
 }
 
@@ -54,9 +52,9 @@ bool IndexFeeder::remove(std::vector<std::string> identifiers) {
   if (identifiers.empty()) return true;
   if (!waitForRoom()) return false;
   const std::size_t count = identifiers.size();
-  index_->deleteSearchableItemsWithIdentifiers(identifiers, [flow = flow_, count](const auto& error) {
-    flow->answered(count, "deletions", error);
-  });
+  index_->deleteSearchableItemsWithIdentifiers(
+      identifiers,
+      [flow = flow_, count](const auto& error) { flow->answered(count, "deletions", error); });
   return true;
 }
 

@@ -8,9 +8,9 @@ namespace trovadex::mailstore {
 struct IndexedMessagesQuery::Gathering {
   std::mutex mutex;
   std::condition_variable finished;
-  IndexedMessages messages;                 // Guarded by mutex.
-  bool done = false;                        // Guarded by mutex.
-  std::optional<foundation::Error> error;   // Guarded by mutex.
+  IndexedMessages messages;                // Guarded by mutex.
+  bool done = false;                       // Guarded by mutex.
+  std::optional<foundation::Error> error;  // Guarded by mutex.
 };
 
 IndexedMessagesQuery::IndexedMessagesQuery(std::shared_ptr<platform::SearchQueryFactory> queries)

@@ -119,14 +119,13 @@ void Indexer::run() {
   g_main_context_push_thread_default(context_);
   {
     // Watches come first, so that what changes during the start-up pass is seen afterwards.
-    MessageFolderMonitor monitor(
-        store_->v10Folder(),
-        {[this](const std::filesystem::path& path) { fileChanged(path); },
-         [this](const std::filesystem::path&) {
-           passWanted_ = true;
-           armSettleTimer();
-         }},
-        console_);
+    MessageFolderMonitor monitor(store_->v10Folder(),
+                                 {[this](const std::filesystem::path& path) { fileChanged(path); },
+                                  [this](const std::filesystem::path&) {
+                                    passWanted_ = true;
+                                    armSettleTimer();
+                                  }},
+                                 console_);
     monitor.start();
     log("watching " + std::to_string(monitor.watchedFolders()) + " folders of " +
         store_->v10Folder().string());
@@ -171,8 +170,8 @@ bool Indexer::synchronize() {
 
   IndexerCounts passCounts;
   for (std::size_t first = 0; first < plan.toDelete.size(); first += options_.batchSize) {
-    const auto end = plan.toDelete.begin() +
-                     static_cast<std::ptrdiff_t>(std::min(plan.toDelete.size(), first + options_.batchSize));
+    const auto end = plan.toDelete.begin() + static_cast<std::ptrdiff_t>(std::min(
+                                                 plan.toDelete.size(), first + options_.batchSize));
     std::vector<std::string> batch(plan.toDelete.begin() + static_cast<std::ptrdiff_t>(first), end);
     passCounts.removed += batch.size();
     if (!feeder_.remove(std::move(batch))) return false;
@@ -281,8 +280,9 @@ void Indexer::examinePending() {
   if (!feeder_.remove(std::move(removals))) return;
   for (std::size_t first = 0; first < items.size(); first += options_.batchSize) {
     const std::size_t last = std::min(items.size(), first + options_.batchSize);
-    platform::SearchableItems batch(std::make_move_iterator(items.begin() + static_cast<std::ptrdiff_t>(first)),
-                                    std::make_move_iterator(items.begin() + static_cast<std::ptrdiff_t>(last)));
+    platform::SearchableItems batch(
+        std::make_move_iterator(items.begin() + static_cast<std::ptrdiff_t>(first)),
+        std::make_move_iterator(items.begin() + static_cast<std::ptrdiff_t>(last)));
     if (!feeder_.index(std::move(batch))) return;
   }
   {

@@ -90,10 +90,10 @@ class Indexer {
 
   mutable std::mutex mutex_;
   std::condition_variable inStepChanged_;
-  bool stopping_ = false;             // Guarded by mutex_.
-  bool startupPassEnded_ = false;     // Guarded by mutex_.
-  bool startupPassSucceeded_ = false; // Guarded by mutex_.
-  IndexerCounts counts_;              // Guarded by mutex_.
+  bool stopping_ = false;              // Guarded by mutex_.
+  bool startupPassEnded_ = false;      // Guarded by mutex_.
+  bool startupPassSucceeded_ = false;  // Guarded by mutex_.
+  IndexerCounts counts_;               // Guarded by mutex_.
 
   // The indexer's thread only.
   std::set<std::filesystem::path> pendingPaths_;

@@ -46,9 +46,9 @@ std::optional<std::pair<std::int64_t, IndexedMessageState>> indexedStateOf(
 
 bool isCurrent(const StoredMessage& message, const IndexedMessageState& indexed) {
   if (!message.path) return false;
-  const double modified = static_cast<double>(message.fileModificationNanoseconds / 1000000000) +
-                          static_cast<double>(message.fileModificationNanoseconds % 1000000000) /
-                              1e9;
+  const double modified =
+      static_cast<double>(message.fileModificationNanoseconds / 1000000000) +
+      static_cast<double>(message.fileModificationNanoseconds % 1000000000) / 1e9;
   return indexed.fileName == message.path->filename().string() &&
          indexed.fileSize == message.fileSize &&
          std::fabs(indexed.modificationTime - modified) < kTimeTolerance;
