@@ -12,6 +12,8 @@ constexpr std::string_view kConnectionSettings = R"sql(
 PRAGMA journal_mode = WAL;
 PRAGMA synchronous = NORMAL;
 PRAGMA foreign_keys = ON;
+PRAGMA temp_store = MEMORY;
+PRAGMA cache_size = -16384;
 )sql";
 
 constexpr std::string_view kSchema = R"sql(

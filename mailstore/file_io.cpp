@@ -58,33 +58,46 @@ foundation::Status makeFolders(const std::filesystem::path& path) {
   return {};
 }
 
-foundation::Status writeFileAtomically(const std::filesystem::path& path, std::string_view bytes) {
-  const std::filesystem::path temporary =
-      path.parent_path() / ("." + path.filename().string() + ".writing");
-  int descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+namespace {
+
+// Creates (or truncates) path, creating missing parents, and writes bytes; on failure removes it.
+foundation::Status writeAndClose(const std::filesystem::path& path, std::string_view bytes) {
+  int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (descriptor < 0 && errno == ENOENT) {
     if (auto made = makeFolders(path.parent_path()); !made) return made;
-    descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   }
-  if (descriptor < 0) return fileSystemError("cannot create", temporary.string(), errno);
+  if (descriptor < 0) return fileSystemError("cannot create", path.string(), errno);
   FileDescriptor file(descriptor);
-
   std::size_t written = 0;
   while (written < bytes.size()) {
     const ssize_t put = ::write(file.get(), bytes.data() + written, bytes.size() - written);
     if (put < 0) {
       if (errno == EINTR) continue;
       const int writeError = errno;
-      ::unlink(temporary.c_str());
-      return fileSystemError("cannot write", temporary.string(), writeError);
+      ::unlink(path.c_str());
+      return fileSystemError("cannot write", path.string(), writeError);
     }
     written += static_cast<std::size_t>(put);
   }
   if (!file.close()) {
     const int closeError = errno;
-    ::unlink(temporary.c_str());
-    return fileSystemError("cannot write", temporary.string(), closeError);
+    ::unlink(path.c_str());
+    return fileSystemError("cannot write", path.string(), closeError);
   }
+  return {};
+}
+
+}  // namespace
+
+foundation::Status writeNewFile(const std::filesystem::path& path, std::string_view bytes) {
+  return writeAndClose(path, bytes);
+}
+
+foundation::Status writeFileAtomically(const std::filesystem::path& path, std::string_view bytes) {
+  const std::filesystem::path temporary =
+      path.parent_path() / ("." + path.filename().string() + ".writing");
+  if (auto written = writeAndClose(temporary, bytes); !written) return written;
   if (::rename(temporary.c_str(), path.c_str()) != 0) {
     const int renameError = errno;
     ::unlink(temporary.c_str());

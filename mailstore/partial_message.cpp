@@ -61,7 +61,7 @@ foundation::Status writeStrippedParts(const std::filesystem::path& attachmentsFo
                                       const std::vector<StrippedPart>& parts) {
   for (const auto& part : parts) {
     if (auto written =
-            writeFileAtomically(attachmentsFolder / part.partNumber / part.fileName, part.body);
+            writeNewFile(attachmentsFolder / part.partNumber / part.fileName, part.body);
         !written) {
       return written;
     }

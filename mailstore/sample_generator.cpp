@@ -123,7 +123,7 @@ class Generator {
                       .dateReceived = message.dateReceived,
                       .kind = message.partial ? MessageDataKind::Partial : MessageDataKind::Whole};
       if (options_.maildir) {
-        auto copied = writeFileAtomically(
+        auto copied = writeNewFile(
             maildirPath(*options_.maildir, plan_.mailboxes[message.mailbox], message,
                         options_.seed),
             next.bytes);

@@ -213,7 +213,7 @@ AddOutcome Store::store(const Mailbox& mailbox, PreparedMessage& message) {
   }
   if (status) {
     auto file = encodeEmlx(message.stored, foundation::Value(message.properties));
-    status = file ? writeFileAtomically(dataPath(mailbox, libraryID, message.kind), file.value())
+    status = file ? writeNewFile(dataPath(mailbox, libraryID, message.kind), file.value())
                   : foundation::Status(file.error());
   }
   if (!status) {
