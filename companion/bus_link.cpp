@@ -37,8 +37,7 @@ Result<GVariantPtr> callBusDaemon(GDBusConnection* connection, const char* metho
 
 }  // namespace
 
-Result<std::unique_ptr<BusLink>> BusLink::open(GMainContext* context,
-                                               NotificationReceiver receiver,
+Result<std::unique_ptr<BusLink>> BusLink::open(GMainContext* context, NotificationReceiver receiver,
                                                ProblemReporter problem) {
   auto connection = linux_platform::openSessionBus();
   if (!connection) return connection.error();
@@ -70,9 +69,8 @@ BusLink::~BusLink() {
   g_dbus_connection_close_sync(connection_.get(), nullptr, nullptr);
 }
 
-void BusLink::onSignal(GDBusConnection*, const gchar* sender, const gchar*,
-                       const gchar* interface, const gchar* member, GVariant* body,
-                       gpointer data) {
+void BusLink::onSignal(GDBusConnection*, const gchar* sender, const gchar*, const gchar* interface,
+                       const gchar* member, GVariant* body, gpointer data) {
   auto* delivery = static_cast<Delivery*>(data);
   // No exception may unwind through GDBus.
   try {
@@ -90,7 +88,8 @@ void BusLink::onSignal(GDBusConnection*, const gchar* sender, const gchar*,
     }
     delivery->receiver(name, decoded.value().userInfo);
   } catch (const std::exception& exception) {
-    if (delivery->problem) delivery->problem(std::string("Notification handler: ") + exception.what());
+    if (delivery->problem)
+      delivery->problem(std::string("Notification handler: ") + exception.what());
   } catch (...) {
     if (delivery->problem) delivery->problem("Notification handler: unknown exception");
   }
@@ -115,8 +114,7 @@ Status BusLink::post(Command command, const Value& userInfo) {
 Result<bool> BusLink::requestCompanionName() {
   const std::string name(kCompanionBusName);
   auto reply = callBusDaemon(connection_.get(), "RequestName",
-                             g_variant_new("(su)", name.c_str(), kQueueBehindOwners),
-                             "(u)");
+                             g_variant_new("(su)", name.c_str(), kQueueBehindOwners), "(u)");
   if (!reply) return reply.error();
   ownsNameRequest_ = true;
   guint32 result = 0;

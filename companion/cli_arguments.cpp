@@ -53,8 +53,8 @@ struct SplitWords {
   bool help = false;
 };
 
-Result<SplitWords> splitWords(std::span<const std::string> words,
-                              std::span<const OptionSpec> specs, std::string_view command) {
+Result<SplitWords> splitWords(std::span<const std::string> words, std::span<const OptionSpec> specs,
+                              std::string_view command) {
   SplitWords split;
   bool optionsEnded = false;
   for (std::size_t i = 0; i < words.size(); ++i) {
@@ -239,7 +239,8 @@ const std::array<CommandSpec, 3> kCommands{{
 }  // namespace
 
 Result<CliCommand> parseArguments(std::span<const std::string> words) {
-  if (words.empty()) return usageError("a command is needed: search, status or install-desktop-entry");
+  if (words.empty())
+    return usageError("a command is needed: search, status or install-desktop-entry");
   const std::string& first = words.front();
   if (first == "--help" || first == "-h") return CliCommand(HelpRequest{});
   if (first == "--version" || first == "version") return CliCommand(VersionRequest{});

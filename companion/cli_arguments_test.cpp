@@ -25,10 +25,9 @@ SearchArguments parseSearch(const Words& words) {
 }
 
 TEST(CliArguments, SearchTakesAQueryAndOptionsOnEitherSide) {
-  const auto arguments =
-      parseSearch({"search", "--live", "kMDItemSubject == \"x*\"", "--sort", "kMDItemFSSize",
-                   "--ascending", "--limit=25", "--format", "json", "--timeout", "2.5",
-                   "--client", "me"});
+  const auto arguments = parseSearch({"search", "--live", "kMDItemSubject == \"x*\"", "--sort",
+                                      "kMDItemFSSize", "--ascending", "--limit=25", "--format",
+                                      "json", "--timeout", "2.5", "--client", "me"});
   EXPECT_EQ(arguments.queryString, "kMDItemSubject == \"x*\"");
   EXPECT_FALSE(arguments.fromText);
   EXPECT_TRUE(arguments.live);
@@ -79,8 +78,8 @@ TEST(CliArguments, StatusAndInstallTakeTheirOptions) {
   auto install = parse({"install-desktop-entry", "--xdg-data-home", "/tmp/d"});
   ASSERT_TRUE(install.ok());
   EXPECT_EQ(std::get<InstallDesktopEntryArguments>(install.value()).dataHome, "/tmp/d");
-  EXPECT_FALSE(std::get<InstallDesktopEntryArguments>(parse({"install-desktop-entry"}).value())
-                   .dataHome);
+  EXPECT_FALSE(
+      std::get<InstallDesktopEntryArguments>(parse({"install-desktop-entry"}).value()).dataHome);
 }
 
 TEST(CliArguments, TimeoutsRoundUpToWholeMilliseconds) {

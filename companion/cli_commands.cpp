@@ -92,6 +92,7 @@ int statusOfSearch(const SearchSummary& summary, std::FILE* err,
     case SearchOutcome::Completed:
     case SearchOutcome::LimitReached:
     case SearchOutcome::Interrupted:
+    case SearchOutcome::Replaced:
       break;
   }
   return summary.messages > 0 ? exit_code::kFound : exit_code::kNoneFound;
@@ -114,8 +115,8 @@ int runSearchCommand(const SearchArguments& arguments, std::ostream& out, std::F
   auto plugin = client->connect(arguments.timeout);
   if (!plugin) {
     if (client->interrupted()) return exit_code::kNoneFound;
-    say(err, "no Trovadex Mail plug-in answered within " + secondsText(arguments.timeout) +
-                 " seconds");
+    say(err,
+        "no Trovadex Mail plug-in answered within " + secondsText(arguments.timeout) + " seconds");
     return exit_code::kNoPlugin;
   }
   if (!plugin.value().isCompatible()) {
@@ -182,8 +183,8 @@ int runStatusCommand(const StatusArguments& arguments, std::ostream& out, std::F
   return exit_code::kFound;
 }
 
-int runInstallDesktopEntryCommand(const InstallDesktopEntryArguments& arguments,
-                                  std::ostream& out, std::FILE* err) {
+int runInstallDesktopEntryCommand(const InstallDesktopEntryArguments& arguments, std::ostream& out,
+                                  std::FILE* err) {
   auto executable = runningExecutablePath();
   if (!executable) {
     say(err, executable.error().localizedDescription);

@@ -16,7 +16,7 @@ namespace trovadex::companion {
 
 int runSearchCommand(const SearchArguments& arguments, std::ostream& out, std::FILE* err);
 int runStatusCommand(const StatusArguments& arguments, std::ostream& out, std::FILE* err);
-int runInstallDesktopEntryCommand(const InstallDesktopEntryArguments& arguments,
-                                  std::ostream& out, std::FILE* err);
+int runInstallDesktopEntryCommand(const InstallDesktopEntryArguments& arguments, std::ostream& out,
+                                  std::FILE* err);
 
 }  // namespace trovadex::companion

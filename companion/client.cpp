@@ -23,26 +23,23 @@ Result<std::unique_ptr<Client>> Client::open(ClientOptions options) {
 
   auto link = BusLink::open(
       self->context_.get(),
-      [self](std::string_view name, const Value& userInfo) { self->core_->receive(name, userInfo); },
+      [self](std::string_view name, const Value& userInfo) {
+        self->core_->receive(name, userInfo);
+      },
       options.problem);
   if (!link) return link.error();
   self->link_ = std::move(link).value();
 
   const pid_t pid = ::getpid();
-  std::string clientName = options.clientName.empty()
-                               ? "trovadex-" + std::to_string(pid)
-                               : std::move(options.clientName);
+  std::string clientName = options.clientName.empty() ? "trovadex-" + std::to_string(pid)
+                                                      : std::move(options.clientName);
   std::string root = options.pasteboardRoot.empty()
                          ? linux_platform::PasteboardFolder::defaultRoot()
                          : std::move(options.pasteboardRoot);
   self->core_ = std::make_unique<ClientCore>(
       std::move(clientName), pid, std::string(kCompanionVersion),
       linux_platform::PasteboardFolder(std::move(root)),
-      [self](Command command, const Value& userInfo) {
-        if (auto posted = self->link_->post(command, userInfo); !posted) {
-          self->report(posted.error().localizedDescription);
-        }
-      },
+      [self](Command command, const Value& userInfo) { self->post(command, userInfo); },
       std::move(options.events));
 
   if (auto owned = self->link_->requestCompanionName(); !owned) return owned.error();
@@ -112,8 +109,8 @@ bool Client::iterateUntil(const std::function<bool()>& done,
   linux_platform::GSourcePtr timer;
   if (timeout) {
     const auto milliseconds = std::max<std::chrono::milliseconds::rep>(timeout->count(), 0);
-    timer.reset(g_timeout_source_new(static_cast<guint>(
-        std::min<std::chrono::milliseconds::rep>(milliseconds, G_MAXUINT))));
+    timer.reset(g_timeout_source_new(
+        static_cast<guint>(std::min<std::chrono::milliseconds::rep>(milliseconds, G_MAXUINT))));
     g_source_set_callback(
         timer.get(),
         [](gpointer flag) -> gboolean {
@@ -134,6 +131,12 @@ bool Client::iterateUntil(const std::function<bool()>& done,
   g_main_context_pop_thread_default(context_.get());
   if (timer) g_source_destroy(timer.get());
   return held;
+}
+
+void Client::post(Command command, const Value& userInfo) {
+  if (auto posted = link_->post(command, userInfo); !posted) {
+    report(posted.error().localizedDescription);
+  }
 }
 
 void Client::interrupt() {

@@ -76,6 +76,10 @@ class Client {
   bool iterateUntil(const std::function<bool()>& done,
                     std::optional<std::chrono::milliseconds> timeout);
 
+  // Sends a command as it stands, bypassing the client's bookkeeping: for tests of the
+  // protocol's edges (a Clear of an unknown batch, a Connect with another protocol version).
+  void post(Command command, const foundation::Value& userInfo);
+
   // Cancels every running search and terminates the client; what was sent is flushed. Safe to
   // call from an event or a signal source on the client's context.
   void interrupt();

@@ -75,9 +75,8 @@ class FakePlugin {
     auto body = linux_platform::encodeNotificationBody(Value(), userInfo);
     ASSERT_TRUE(body.ok());
     ASSERT_TRUE(g_dbus_connection_emit_signal(connection_.get(), nullptr,
-                                              "/org/trovadex/MailPlugin",
-                                              "org.trovadex.MailPlugin", suffix.c_str(),
-                                              body.value().get(), nullptr));
+                                              "/org/trovadex/MailPlugin", "org.trovadex.MailPlugin",
+                                              suffix.c_str(), body.value().get(), nullptr));
   }
 
   // Writes a results batch and announces it, echoing the Search as the plug-in does.
@@ -114,9 +113,9 @@ class FakePlugin {
   }
   bool hasOwner(const char* busName) {
     GVariant* reply = g_dbus_connection_call_sync(
-        connection_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-        "org.freedesktop.DBus", "NameHasOwner", g_variant_new("(s)", busName),
-        G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+        connection_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "NameHasOwner", g_variant_new("(s)", busName), G_VARIANT_TYPE("(b)"),
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
     if (reply == nullptr) return false;
     gboolean owned = FALSE;
     g_variant_get(reply, "(b)", &owned);
@@ -204,7 +203,8 @@ TEST_F(ClientOnBus, ConnectFailsClearlyWhenNoPluginAnswers) {
 TEST_F(ClientOnBus, RunsASearchReadsItsBatchClearsItAndCompletes) {
   plugin.onSearch = [&](const Value& search) {
     plugin.post("QueryDidStart", *search.asDictionary());
-    plugin.postResultsBatch(search, "trovadex-1-1-aa", 1, {messageRecord(3, "a"), messageRecord(4, "b")});
+    plugin.postResultsBatch(search, "trovadex-1-1-aa", 1,
+                            {messageRecord(3, "a"), messageRecord(4, "b")});
   };
   Value searchUserInfo;
   plugin.onClear = [&](const Value& clear) {
@@ -231,8 +231,7 @@ TEST_F(ClientOnBus, RunsASearchReadsItsBatchClearsItAndCompletes) {
   EXPECT_EQ(paths, (std::vector<std::string>{"/mail/V10/3.emlx", "/mail/V10/4.emlx"}));
   // The Cancel was flushed when the search ended; wait for it to come round.
   ASSERT_TRUE(iterateUntil(context.get(), [&] { return plugin.last("Cancel") != nullptr; }));
-  EXPECT_EQ(plugin.suffixes(),
-            (std::vector<std::string>{"Connect", "Search", "Clear", "Cancel"}));
+  EXPECT_EQ(plugin.suffixes(), (std::vector<std::string>{"Connect", "Search", "Clear", "Cancel"}));
   const Value& search = plugin.last("Search")->userInfo;
   EXPECT_EQ(search["uniqueName"], Value("e2e-" + std::to_string(::getpid()) + "-1"));
   EXPECT_EQ(search["sortingAttribute"], Value("kMDItemFSSize"));
@@ -305,10 +304,11 @@ class ProgramOnBus : public ::testing::Test {
     for (const auto& argument : arguments) argv.push_back(argument.c_str());
     argv.push_back(nullptr);
     GError* error = nullptr;
-    GObjectPtr<GSubprocess> process(g_subprocess_newv(
-        argv.data(),
-        static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDOUT_PIPE | G_SUBPROCESS_FLAGS_STDERR_PIPE),
-        &error));
+    GObjectPtr<GSubprocess> process(
+        g_subprocess_newv(argv.data(),
+                          static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDOUT_PIPE |
+                                                        G_SUBPROCESS_FLAGS_STDERR_PIPE),
+                          &error));
     ProgramRun result;
     if (!process) {
       ADD_FAILURE() << error->message;
@@ -338,7 +338,8 @@ class ProgramOnBus : public ::testing::Test {
         ADD_FAILURE() << "the program cleared no batch";
       }
     }
-    if (!iterateUntil(context.get(), [&] { return outcome.done; }, std::chrono::seconds(30))) {
+    if (!iterateUntil(
+            context.get(), [&] { return outcome.done; }, std::chrono::seconds(30))) {
       ADD_FAILURE() << "trovadex did not finish";
       g_subprocess_force_exit(process.get());
       iterateUntil(context.get(), [&] { return outcome.done; });
@@ -375,7 +376,9 @@ class ProgramOnBus : public ::testing::Test {
         plugin.postResultsBatch(search, "trovadex-9-1-cc", 1, records);
       }
     };
-    plugin.onClear = [this](const Value&) { plugin.postCompleted(plugin.last("Search")->userInfo); };
+    plugin.onClear = [this](const Value&) {
+      plugin.postCompleted(plugin.last("Search")->userInfo);
+    };
   }
 
   linux_platform::GMainContextPtr context{g_main_context_new()};

@@ -24,22 +24,26 @@ ClientCore::ClientCore(std::string clientName, pid_t pid, std::string companionV
 
 void ClientCore::connect(bool checkVersion) {
   post_(Command::Connect,
-        Value::Dictionary{{std::string(key::kClientName), clientName_},
-                          {std::string(key::kVersion), companionVersion_},
-                          {std::string(key::kCompatibilityVersion),
-                           Value::integer(kCompatibilityVersion)},
-                          {std::string(key::kCheckVersion), Value::boolean(checkVersion)}});
+        Value::Dictionary{
+            {std::string(key::kClientName), clientName_},
+            {std::string(key::kVersion), companionVersion_},
+            {std::string(key::kCompatibilityVersion), Value::integer(kCompatibilityVersion)},
+            {std::string(key::kCheckVersion), Value::boolean(checkVersion)}});
 }
 
-std::shared_ptr<SearchSession> ClientCore::startSearch(SearchRequest request,
-                                                       SearchEvents events) {
+std::shared_ptr<SearchSession> ClientCore::startSearch(SearchRequest request, SearchEvents events) {
+  if (!request.lineageName.empty()) {
+    for (const auto& name : activeNames()) {
+      auto session = searches_[name];
+      if (session->request().lineageName == request.lineageName) session->replace();
+    }
+  }
   forgetEndedSearches();
-  const std::string uniqueName =
-      foundation::formatString("%@-%d-%llu", {clientName_, static_cast<std::int64_t>(pid_),
-                                              ++searchCounter_});
-  auto session = std::make_shared<SearchSession>(uniqueName, clientName_, companionVersion_,
-                                                 std::move(request), pasteboards_, post_,
-                                                 std::move(events));
+  const std::string uniqueName = foundation::formatString(
+      "%@-%d-%llu", {clientName_, static_cast<std::int64_t>(pid_), ++searchCounter_});
+  auto session =
+      std::make_shared<SearchSession>(uniqueName, clientName_, companionVersion_,
+                                      std::move(request), pasteboards_, post_, std::move(events));
   searches_[uniqueName] = session;
   session->start();
   return session;
@@ -113,9 +117,9 @@ void ClientCore::terminate() {
 }
 
 void ClientCore::postTerminate(const std::vector<std::string>& names) {
-  post_(Command::Terminate,
-        Value::Dictionary{{std::string(key::kClientName), clientName_},
-                          {std::string(key::kActiveNames), Value::Array(names.begin(), names.end())}});
+  post_(Command::Terminate, Value::Dictionary{{std::string(key::kClientName), clientName_},
+                                              {std::string(key::kActiveNames),
+                                               Value::Array(names.begin(), names.end())}});
   forgetEndedSearches();
 }
 

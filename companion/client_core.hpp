@@ -33,8 +33,8 @@ struct PluginInfo {
 };
 
 struct ClientEvents {
-  std::function<void(const PluginInfo&)> connected;   // the answer to our Connect
-  std::function<void()> pluginStarted;                // a plug-in announced itself at its start
+  std::function<void(const PluginInfo&)> connected;  // the answer to our Connect
+  std::function<void()> pluginStarted;               // a plug-in announced itself at its start
   std::function<void(const foundation::Value& activeNames)> pluginQuit;
 };
 
@@ -58,7 +58,8 @@ class ClientCore {
   // How many answers to our Connect arrived so far.
   std::uint64_t connectAnswers() const { return connectAnswers_; }
 
-  // Posts Search for a new search and returns it; its events run as answers arrive.
+  // Posts Search for a new search and returns it; its events run as answers arrive. Running
+  // searches of the same non-empty lineage end Replaced, as the plug-in cancels them.
   std::shared_ptr<SearchSession> startSearch(SearchRequest request, SearchEvents events);
 
   // One notification from the bus, by its full name; anything not for this client is ignored.

@@ -16,13 +16,17 @@ using testing::RecordingPoster;
 using testing::TemporaryFolder;
 using testing::writeResultsBatch;
 
-std::string answerName(const char* suffix) { return std::string("org.trovadex.MailPlugin.") + suffix; }
+std::string answerName(const char* suffix) {
+  return std::string("org.trovadex.MailPlugin.") + suffix;
+}
 
 class ClientCoreTest : public ::testing::Test {
  protected:
   ClientCoreTest() {
     ClientEvents events;
-    events.connected = [this](const PluginInfo& info) { log.push_back("connected " + info.version); };
+    events.connected = [this](const PluginInfo& info) {
+      log.push_back("connected " + info.version);
+    };
     events.pluginStarted = [this] { log.push_back("plug-in started"); };
     events.pluginQuit = [this](const Value& names) {
       log.push_back("plug-in quit " + std::to_string(names.count()));
@@ -54,10 +58,10 @@ TEST_F(ClientCoreTest, TakesOnlyThePluginReadyThatEchoesItsClientName) {
   core->receive(answerName("PluginReady"),
                 Value::Dictionary{{"clientName", "other"}, {"version", "9"}});
   EXPECT_FALSE(core->plugin());
-  core->receive(answerName("PluginReady"), Value::Dictionary{{"clientName", "cli"},
-                                                             {"version", "2.3"},
-                                                             {"compatibilityVersion",
-                                                              Value::integer(1)}});
+  core->receive(
+      answerName("PluginReady"),
+      Value::Dictionary{
+          {"clientName", "cli"}, {"version", "2.3"}, {"compatibilityVersion", Value::integer(1)}});
   ASSERT_TRUE(core->plugin());
   EXPECT_EQ(core->plugin()->version, "2.3");
   EXPECT_TRUE(core->plugin()->isCompatible());
@@ -96,6 +100,22 @@ TEST_F(ClientCoreTest, RoutesEachAnswerToTheSearchItNames) {
   EXPECT_EQ(first->summary().outcome, SearchOutcome::Completed);
   EXPECT_FALSE(second->ended());
   EXPECT_EQ(core->activeNames(), (std::vector<std::string>{"cli-4242-2"}));
+}
+
+TEST_F(ClientCoreTest, ANewSearchReplacesTheRunningOnesOfItsLineage) {
+  auto main = core->startSearch({.lineageName = "main", .live = true}, {});
+  auto side = core->startSearch({.lineageName = "side"}, {});
+  auto plain = core->startSearch({}, {});
+  const std::size_t postedBefore = poster.commands.size();
+  auto next = core->startSearch({.lineageName = "main"}, {});
+  EXPECT_EQ(main->summary().outcome, SearchOutcome::Replaced);
+  EXPECT_FALSE(side->ended());
+  EXPECT_FALSE(plain->ended());
+  // The plug-in cancels the replaced query itself: only the new Search goes out.
+  ASSERT_EQ(poster.commands.size(), postedBefore + 1);
+  EXPECT_EQ(poster.commands.back().command, Command::Search);
+  EXPECT_EQ(core->activeNames(),
+            (std::vector<std::string>{"cli-4242-2", "cli-4242-3", "cli-4242-4"}));
 }
 
 TEST_F(ClientCoreTest, IgnoresItsOwnCommandsAndForeignSignals) {

@@ -76,8 +76,8 @@ inline void writeResultsBatch(const linux_platform::PasteboardFolder& folder,
                                           {"queryString", "q"},
                                           {"uniqueName", uniqueName},
                                           {"clientName", "client"}};
-  ASSERT_TRUE(folder.writePropertyList(batchName, pasteboardTypeName(BatchKind::Results), payload)
-                  .ok());
+  ASSERT_TRUE(
+      folder.writePropertyList(batchName, pasteboardTypeName(BatchKind::Results), payload).ok());
 }
 
 inline void writeRemovalBatch(const linux_platform::PasteboardFolder& folder,
@@ -88,8 +88,8 @@ inline void writeRemovalBatch(const linux_platform::PasteboardFolder& folder,
                                           {"queryString", "q"},
                                           {"uniqueName", uniqueName},
                                           {"clientName", "client"}};
-  ASSERT_TRUE(folder.writePropertyList(batchName, pasteboardTypeName(BatchKind::Removals), payload)
-                  .ok());
+  ASSERT_TRUE(
+      folder.writePropertyList(batchName, pasteboardTypeName(BatchKind::Removals), payload).ok());
 }
 
 }  // namespace trovadex::companion::testing

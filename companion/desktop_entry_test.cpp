@@ -50,8 +50,8 @@ TEST(DesktopEntry, InstallsAnEntryThatGioAcceptsAndRunsTheRightProgram) {
   // The launcher's reading of Exec gives back the program and its one argument.
   gint argc = 0;
   gchar** argv = nullptr;
-  ASSERT_TRUE(g_shell_parse_argv(g_app_info_get_commandline(G_APP_INFO(info)), &argc, &argv,
-                                 nullptr));
+  ASSERT_TRUE(
+      g_shell_parse_argv(g_app_info_get_commandline(G_APP_INFO(info)), &argc, &argv, nullptr));
   ASSERT_EQ(argc, 2);
   EXPECT_EQ(std::string(argv[0]), program);
   EXPECT_STREQ(argv[1], "status");

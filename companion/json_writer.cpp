@@ -3,9 +3,12 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <string_view>
+#include <utility>
 
 #include "linux/glib_ptr.hpp"
 
@@ -21,18 +24,25 @@ void appendHexEscape(std::string& out, unsigned code) {
   out += escape;
 }
 
-// Short escapes of the control characters that have one; the rest use \u00XX.
-bool appendShortEscape(std::string& out, unsigned char c) {
-  switch (c) {
-    case '"': out += "\\\""; return true;
-    case '\\': out += "\\\\"; return true;
-    case '\b': out += "\\b"; return true;
-    case '\f': out += "\\f"; return true;
-    case '\n': out += "\\n"; return true;
-    case '\r': out += "\\r"; return true;
-    case '\t': out += "\\t"; return true;
-    default: return false;
+// The characters with a short escape; other control characters use \u00XX.
+constexpr std::array<std::pair<char, std::string_view>, 7> kShortEscapes{{
+    {'"', "\\\""},
+    {'\\', "\\\\"},
+    {'\b', "\\b"},
+    {'\f', "\\f"},
+    {'\n', "\\n"},
+    {'\r', "\\r"},
+    {'\t', "\\t"},
+}};
+
+bool appendShortEscape(std::string& out, char c) {
+  for (const auto& [character, escape] : kShortEscapes) {
+    if (character == c) {
+      out += escape;
+      return true;
+    }
   }
+  return false;
 }
 
 void appendNumber(std::string& out, const Value& value) {
@@ -124,7 +134,7 @@ void appendJsonString(std::string& out, std::string_view text) {
   while (cursor < end) {
     const auto c = static_cast<unsigned char>(*cursor);
     if (c < 0x80) {
-      if (!appendShortEscape(out, c)) {
+      if (!appendShortEscape(out, static_cast<char>(c))) {
         if (c < 0x20 || c == 0x7f) {
           appendHexEscape(out, c);
         } else {
@@ -135,8 +145,7 @@ void appendJsonString(std::string& out, std::string_view text) {
       continue;
     }
     // One UTF-8 sequence as it stands, or U+FFFD for a byte that starts none.
-    const gunichar character =
-        g_utf8_get_char_validated(cursor, static_cast<gssize>(end - cursor));
+    const gunichar character = g_utf8_get_char_validated(cursor, static_cast<gssize>(end - cursor));
     if (character == static_cast<gunichar>(-1) || character == static_cast<gunichar>(-2)) {
       out += "\xEF\xBF\xBD";
       ++cursor;

@@ -144,8 +144,7 @@ void ResultPrinter::printRemoved(const std::vector<std::string>& identifiers,
         break;
       }
       case OutputFormat::Paths:
-        out_ << "- " << (message != nullptr && message->path ? *message->path : identifier)
-             << '\n';
+        out_ << "- " << (message != nullptr && message->path ? *message->path : identifier) << '\n';
         break;
     }
   }

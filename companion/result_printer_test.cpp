@@ -92,8 +92,9 @@ TEST(ResultPrinter, MarksAdditionsAndRemovalsOfALiveSearch) {
   std::ostringstream json;
   ResultPrinter jsonPrinter(json, OutputFormat::Json, true);
   jsonPrinter.printRemoved({"1", "9"}, {message(1, "a")});
-  EXPECT_EQ(json.str(), "{\"kMDItemPath\":\"/mail/1.emlx\",\"removed\":\"1\"}\n"
-                        "{\"removed\":\"9\"}\n");
+  EXPECT_EQ(json.str(),
+            "{\"kMDItemPath\":\"/mail/1.emlx\",\"removed\":\"1\"}\n"
+            "{\"removed\":\"9\"}\n");
 
   std::ostringstream paths;
   ResultPrinter pathsPrinter(paths, OutputFormat::Paths, true);

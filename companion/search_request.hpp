@@ -36,6 +36,7 @@ enum class SearchOutcome {
   LimitReached,  // the limit was reached; the search was cancelled
   Failed,        // completion carried an error
   Interrupted,   // the caller cancelled it
+  Replaced,      // a newer search of the same lineage replaced it (the plug-in cancels it)
   NoAnswer,      // the plug-in fell silent for longer than the caller's timeout
   PluginQuit,    // the plug-in quit or restarted while the search ran
 };
@@ -63,12 +64,12 @@ struct RemovalReport {
 };
 
 struct SearchEvents {
-  std::function<void()> started;                          // QueryDidStart
-  std::function<void(const BatchReport&)> found;           // one results batch, in order
-  std::function<void(const RemovalReport&)> removed;       // one removal batch
-  std::function<void()> gathered;                          // a live search's first gathering ended
-  std::function<void(const std::string& text)> problem;   // a batch that could not be read, ...
-  std::function<void()> ended;                             // once, when the outcome is final
+  std::function<void()> started;                         // QueryDidStart
+  std::function<void(const BatchReport&)> found;         // one results batch, in order
+  std::function<void(const RemovalReport&)> removed;     // one removal batch
+  std::function<void()> gathered;                        // a live search's first gathering ended
+  std::function<void(const std::string& text)> problem;  // a batch that could not be read, ...
+  std::function<void()> ended;                           // once, when the outcome is final
 };
 
 struct SearchSummary {
@@ -78,10 +79,10 @@ struct SearchSummary {
   bool gathered = false;                // the first gathering ended (live searches)
   std::uint64_t resultBatches = 0;
   std::uint64_t removalBatches = 0;
-  std::uint64_t messages = 0;           // messages reported (at most the limit)
+  std::uint64_t messages = 0;  // messages reported (at most the limit)
   std::uint64_t removedMessages = 0;
-  std::uint64_t foundItemCount = 0;     // the latest count the plug-in gave
-  std::uint64_t answers = 0;            // messages about this search received so far
+  std::uint64_t foundItemCount = 0;  // the latest count the plug-in gave
+  std::uint64_t answers = 0;         // messages about this search received so far
 };
 
 }  // namespace trovadex::companion

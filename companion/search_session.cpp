@@ -230,6 +230,8 @@ void SearchSession::interrupt() {
 
 void SearchSession::abandon() { finish(SearchOutcome::Interrupted); }
 
+void SearchSession::replace() { finish(SearchOutcome::Replaced); }
+
 void SearchSession::giveUp() {
   if (ended()) return;
   postCancel();

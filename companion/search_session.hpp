@@ -54,6 +54,9 @@ class SearchSession : public std::enable_shared_from_this<SearchSession> {
   void interrupt();
   // Ends Interrupted without a word to the plug-in (the caller terminates the whole client).
   void abandon();
+  // Ends Replaced: a newer search of this client with the same lineage name has been sent, and
+  // the plug-in cancels this one on its own.
+  void replace();
   // Ends NoAnswer, posting Cancel so that a search the plug-in starts late is stopped.
   void giveUp();
   // Ends PluginQuit: the plug-in quit or started afresh, so the query is gone.

@@ -122,8 +122,9 @@ TEST_F(SessionTest, ReadsABatchReportsItsMessagesAndClearsIt) {
   EXPECT_EQ(log, (std::vector<std::string>{"started", "batch 1: 7 9"}));
   const auto clears = poster.userInfosOf(Command::Clear);
   ASSERT_EQ(clears.size(), 1u);
-  EXPECT_EQ(clears[0], Value(Value::Dictionary{
-                           {"uniqueName", kName}, {"clientName", "client"}, {"batchName", "pb-1"}}));
+  EXPECT_EQ(clears[0],
+            Value(Value::Dictionary{
+                {"uniqueName", kName}, {"clientName", "client"}, {"batchName", "pb-1"}}));
   EXPECT_EQ(session->summary().messages, 2u);
   EXPECT_EQ(session->summary().foundItemCount, 10u);
   EXPECT_FALSE(session->ended());
@@ -183,8 +184,9 @@ TEST_F(SessionTest, NeitherReportsNorClearsABatchThatNamesAnotherSearch) {
 TEST_F(SessionTest, ReportsAnUnreadableBatchClearsItAndGoesOn) {
   start();
   session->receive(Answer::QueryHasUpdates, update(1, "pb-missing"));
-  ASSERT_TRUE(pasteboards.writePropertyList("pb-junk", pasteboardTypeName(BatchKind::Results),
-                                            Value("not a dictionary"))
+  ASSERT_TRUE(pasteboards
+                  .writePropertyList("pb-junk", pasteboardTypeName(BatchKind::Results),
+                                     Value("not a dictionary"))
                   .ok());
   session->receive(Answer::QueryHasUpdates, update(2, "pb-junk"));
   writeResultsBatch(pasteboards, "pb-3", kName, 3, {messageRecord(3, "c")});
@@ -213,7 +215,8 @@ TEST_F(SessionTest, ReadsRemovalBatchesWithoutClearingThem) {
   session->receive(Answer::QueryHasRemovals, removal(1, "pb-2"));
   session->receive(Answer::QueryHasRemovals, removal(1, "pb-2"));
 
-  EXPECT_EQ(log, (std::vector<std::string>{"batch 1: 5 6", "removed: 6 77 known: /mail/V10/6.emlx"}));
+  EXPECT_EQ(log,
+            (std::vector<std::string>{"batch 1: 5 6", "removed: 6 77 known: /mail/V10/6.emlx"}));
   EXPECT_EQ(clearedBatchNames(), (std::vector<std::string>{"pb-1"}));
   EXPECT_EQ(session->summary().removalBatches, 1u);
   EXPECT_EQ(session->summary().removedMessages, 2u);
@@ -227,8 +230,7 @@ TEST_F(SessionTest, CompletesWithoutErrorAndCancelsTheQueryItLeavesBehind) {
   EXPECT_EQ(log, (std::vector<std::string>{"ended"}));
   const auto cancels = poster.userInfosOf(Command::Cancel);
   ASSERT_EQ(cancels.size(), 1u);
-  EXPECT_EQ(cancels[0],
-            Value(Value::Dictionary{{"uniqueName", kName}, {"clientName", "client"}}));
+  EXPECT_EQ(cancels[0], Value(Value::Dictionary{{"uniqueName", kName}, {"clientName", "client"}}));
 }
 
 TEST_F(SessionTest, FailsWithTheErrorKeysOfCompletion) {
