@@ -1,12 +1,9 @@
 // DBusNotificationCenter: the distributed notification centre, as signals on the session bus.
 //
-// post() emits the signal that the bus form of notifications describes; the bus queues it at
-// once and never holds it back. addObserver() subscribes to that signal from any sender; one
-// bus subscription serves every observer of a name, and each received body is decoded once.
-// Bodies of the wrong shape are ignored and parts without a property-list reading dropped, each
-// with a console line. Observers run on the main thread (the thread that constructs the
-// centre). post() and flush() are safe from any thread; addObserver() and removal are main
-// thread only.
+// post() emits the notification's signal at once; one bus subscription per name serves all its
+// observers. Malformed bodies are ignored and unreadable parts dropped, each with a console line.
+// post() and flush() are safe from any thread; observers are added, removed and called on the
+// main thread.
 #pragma once
 
 #include <memory>

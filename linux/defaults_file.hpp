@@ -1,11 +1,8 @@
 // DefaultsFile: the host's user defaults, one XML property-list file kept in memory.
 //
-// Reads and writes work on the in-memory dictionary and never wait on the disk. A change
-// reaches the file within writeDelay (one second by default): a writer thread gathers every
-// change made in that time into one write to a temporary file that is then renamed over the
-// old one, so a crash mid-write leaves the previous file whole. flush() writes at once, and
-// shutdown() (or destruction) flushes and joins the writer. A file that cannot be read at start
-// is set aside as <file>.unreadable and the store starts empty. Safe from any thread.
+// Reads and writes never wait on the disk: a writer thread gathers the changes of up to a second
+// into one write to a temporary file renamed over the old one, so a crash mid-write leaves the
+// previous file whole. shutdown() flushes and joins the writer. Safe from any thread.
 #pragma once
 
 #include <chrono>
@@ -28,7 +25,9 @@ class DefaultsFile final : public platform::UserDefaults {
   // $XDG_CONFIG_HOME/trovadex-mailhost/defaults.plist (XDG_CONFIG_HOME defaults to ~/.config).
   static std::string defaultPath();
 
-  // console (may be null) receives a line for each failed read or write.
+  // console (may be null) receives a line for each failed read or write. A file that cannot be
+  // read is set aside as <path>.unreadable and the store starts empty. Changes reach the file
+  // within writeDelay.
   explicit DefaultsFile(std::string path, std::shared_ptr<platform::Console> console,
                         std::chrono::milliseconds writeDelay = std::chrono::seconds(1));
   ~DefaultsFile() override;

@@ -1,11 +1,9 @@
 // DesktopWorkspace: the Workspace port over desktop entries and bus-name ownership.
 //
-// An application identifier is a reverse-DNS name with a desktop entry "<id>.desktop" in the
-// XDG application folders. It is installed when that entry exists, runs once for each
-// connection that owns or queues for the bus name <id>, and has terminated when the bus reports
-// that the name lost its last owner. Names without a desktop entry are not applications: they
-// are never reported running and their end posts nothing. Construct and destroy on the main
-// thread (terminations are posted there); look-ups are safe from any thread.
+// An application is an identifier with a desktop entry "<id>.desktop": installed when the entry
+// exists, running once per owner or queued owner of the bus name <id>, terminated when that name
+// loses its last owner. Construct and destroy on the main thread (terminations are posted
+// there); look-ups are safe from any thread.
 #pragma once
 
 #include <memory>

@@ -1,11 +1,8 @@
 // FolderPasteboardServer: the PasteboardServer port over a PasteboardFolder.
 //
-// Handles are shared: looking up a name that any holder still has returns that very object, so
-// its tags are seen by every holder. A name that breaks the naming rules yields a fresh handle
-// that holds and stores nothing and never touches the disk. Looking a name up creates nothing on
-// disk; the folder appears with the first write. A pasteboard's declared types live in its
-// handle: setPropertyList() stores only under a declared type. All operations are safe from any
-// thread.
+// Looking up a name that any holder still has returns that very object, tags included. A name
+// that breaks the rules yields a handle that stores nothing and never touches the disk; a valid
+// one creates nothing on disk until its first write. All operations are safe from any thread.
 #pragma once
 
 #include <atomic>
@@ -22,6 +19,8 @@
 
 namespace trovadex::linux_platform {
 
+// A pasteboard's declared types live in its handle: setPropertyList() stores only under a type
+// declared through that handle, and clearContents() forgets them.
 class FolderPasteboardServer final : public platform::PasteboardServer {
  public:
   // console (may be null) receives a line for each failed file operation.

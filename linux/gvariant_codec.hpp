@@ -1,13 +1,8 @@
 // The Value <-> GVariant mapping that carries property-list values over the bus.
 //
-// Sending maps each kind to one D-Bus type: String s, Bool b, Integer x, Unsigned t, Real d,
-// Data ay, Date (d) (seconds since 1970-01-01 UTC), Array av, Dictionary a{sv}. Receiving is
-// liberal: any integer type reads as Integer (signed types) or Unsigned (unsigned types), object
-// paths and signatures as String, an array of any element type as Array, a dictionary with
-// string keys and any value type as Dictionary, and a variant as its content. What has no
-// property-list reading (handles, other structures, non-string keys, nesting beyond
-// kMaximumDecodeDepth) is dropped from its container and described in the problems list.
-// Pure functions: safe from any thread.
+// Sending gives each kind one D-Bus type (table below); receiving is liberal, and whatever has no
+// property-list reading is dropped from its container and described in a problems list. Pure
+// functions: safe from any thread.
 #pragma once
 
 #include <string>
@@ -27,6 +22,13 @@ inline constexpr const char* kBusCodingErrorDomain = "TrovadexBusCodingErrorDoma
 inline constexpr int kMaximumEncodeDepth = 16;
 // Deeper containers are dropped when receiving (the bus itself allows at most 64).
 inline constexpr int kMaximumDecodeDepth = 64;
+
+// Sending: String s, Bool b, Integer x, Unsigned t, Real d, Data ay, Date (d) (seconds since
+// 1970-01-01 UTC), Array av, Dictionary a{sv}.
+// Receiving: signed integer types read as Integer and unsigned ones as Unsigned, object paths and
+// signatures as String, an array of any element type as Array, a dictionary with string keys as
+// Dictionary, a variant as its content. Handles, other structures, non-string keys and nesting
+// beyond kMaximumDecodeDepth are dropped.
 
 // The D-Bus form of a value, as a non-floating reference. Text that is not valid UTF-8 (or holds
 // NUL bytes, which D-Bus strings cannot) is sent with U+FFFD in place of each bad byte. Fails

@@ -1,11 +1,9 @@
 // LocalNotificationCenter: an in-process notification centre on the main loop.
 //
-// A notification posted on the main thread reaches its observers before post() returns, in the
-// order they were added (so the host's will-terminate notification is answered before shutdown
-// goes on); one posted on another thread is handed to the main loop and delivered there on a
-// later pass. It serves as the host's default centre and as the workspace's centre. Construct
-// and destroy on the main thread; post() is safe from any thread; addObserver() and removal are
-// main thread only.
+// A post on the main thread reaches its observers before post() returns, in the order they were
+// added; a post from another thread is delivered on the main thread on a later pass. Construct
+// and destroy on the main thread; post() is safe from any thread; observers are added and
+// removed on the main thread.
 #pragma once
 
 #include <memory>

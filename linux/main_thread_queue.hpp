@@ -1,10 +1,8 @@
 // MainThreadQueue: work handed to the main loop from any thread, run there in submission order.
 //
-// One source on the main context runs the queued work on a later pass of the loop than the one
-// in which it was pushed, never inside push(). The hand-over goes through this queue's own lock
-// rather than through GLib's, so the work's captures are visibly published to the main thread
-// (ThreadSanitizer sees the ordering too). Construct and destroy on the main thread; push() and
-// close() are safe from any thread.
+// Work runs on a later pass of the loop than the one that pushed it. It is handed over under this
+// queue's own lock, not GLib's, so ThreadSanitizer sees its captures published to the main
+// thread. Construct and destroy on the main thread; push() and close() are safe from any thread.
 #pragma once
 
 #include <deque>

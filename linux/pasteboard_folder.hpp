@@ -1,10 +1,8 @@
 // PasteboardFolder: the pasteboards of this user as folders of property-list files.
 //
-// Pasteboard N is the folder <root>/N and its type T the file <root>/N/T, holding one binary or
-// XML property list. Writes go to a temporary file and are renamed into place, so a reader sees
-// a whole list or none. Folders are 0700, files 0600. A name or type that breaks the naming rules
-// is refused before anything touches the disk. The companion links this to read batches. Safe
-// from any thread.
+// Pasteboard N is the folder <root>/N, its type T the file <root>/N/T (one binary or XML list,
+// replaced by rename so readers see whole lists). Folders are 0700, files 0600; names that break
+// the rules never reach the disk. The companion links this to read batches. Safe from any thread.
 #pragma once
 
 #include <sys/types.h>

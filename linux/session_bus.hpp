@@ -1,10 +1,8 @@
 // openSessionBus: a private connection to the user's session bus.
 //
 // The address is DBUS_SESSION_BUS_ADDRESS, or $XDG_RUNTIME_DIR/bus when that socket exists; no
-// bus is ever launched on demand. Each call makes a new connection of its own (never GLib's
-// shared one), so two parts of one process are two peers on the bus, and closing the bus does
-// not end the process. Safe from any thread; the connection's signals are delivered to the
-// thread-default main context of the thread that subscribes.
+// bus is launched on demand. Each call makes a connection of its own, never GLib's shared one.
+// Safe from any thread; signals go to the thread-default context of the subscribing thread.
 #pragma once
 
 #include "foundation/error.hpp"

@@ -1,10 +1,8 @@
 // StderrConsole: the Console port, writing each line to standard error and to syslog.
 //
-// Each line goes to the error stream as "<local time with milliseconds> <ident>[<pid>] <line>",
-// in one write, and, when the log socket exists, to syslog as a user-facility notice with the
-// ident and pid. The syslog send never blocks: when the log daemon cannot take a line, the line
-// is kept on standard error only. Safe from any thread; lines keep the order in which their
-// writeLine calls took the console's lock.
+// A line goes to the error stream as "<local time.ms> <ident>[<pid>] <line>" in one write and,
+// when the log socket exists, to syslog as a user notice; the syslog send never blocks. Safe from
+// any thread; lines keep the order in which their writeLine calls took the console's lock.
 #pragma once
 
 #include <mutex>

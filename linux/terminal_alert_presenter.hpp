@@ -1,11 +1,8 @@
 // TerminalAlertPresenter: the AlertPresenter port on the host's controlling terminal.
 //
-// When the host has a terminal and no configured response, runModal() shows the message, the
-// informative text and the numbered buttons there and reads the chosen number, asking again
-// until it gets one; end of input picks the last button. Without a terminal, or with a
-// configured response N, the alert is logged and answered with button N (clamped to the
-// buttons there are), by default the last button, so that an unattended host never chooses
-// the first. Every alert and its answer is logged. Main thread only.
+// With a terminal, runModal() shows the alert with numbered buttons and reads the chosen number.
+// Without one, or with a configured response, the alert is logged and answered with that button
+// (default: the last, so an unattended host never chooses the first). Main thread only.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +19,9 @@ inline constexpr const char* kControllingTerminal = "/dev/tty";
 
 class TerminalAlertPresenter final : public platform::AlertPresenter {
  public:
-  // configuredResponse is a 1-based button number; terminalPath is the terminal to talk on.
+  // configuredResponse is a 1-based button number, clamped to the buttons an alert has;
+  // terminalPath is the terminal to talk on. On the terminal the question is asked again until
+  // the answer is a button number; end of input picks the last button.
   TerminalAlertPresenter(std::shared_ptr<platform::Console> console,
                          std::optional<int> configuredResponse,
                          std::string terminalPath = kControllingTerminal);
