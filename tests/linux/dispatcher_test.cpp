@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <csignal>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -114,6 +115,22 @@ TEST(MainLoop, RunsUntilQuitFromAnotherThread) {
   loop.run();
   ASSERT_TRUE(quitter.joinable()) << "run() returned before the loop performed any work";
   quitter.join();
+}
+
+TEST(MainLoop, ReportsTerminationSignalsOnTheMainThread) {
+  MainLoop loop;
+  std::vector<int> received;
+  bool onMain = true;
+  loop.watchTerminationSignals([&](int signal) {
+    onMain = onMain && loop.isMainThread();
+    received.push_back(signal);
+  });
+  ASSERT_EQ(::raise(SIGTERM), 0);
+  ASSERT_TRUE(loop.iterateUntil([&] { return received.size() == 1; }, kEventTimeout));
+  ASSERT_EQ(::raise(SIGINT), 0);
+  ASSERT_TRUE(loop.iterateUntil([&] { return received.size() == 2; }, kEventTimeout));
+  EXPECT_EQ(received, (std::vector<int>{SIGTERM, SIGINT}));
+  EXPECT_TRUE(onMain);
 }
 
 TEST(LocalNotificationCenter, DeliversAPostOnTheMainThreadBeforePostReturnsInObserverOrder) {
