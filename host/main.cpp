@@ -12,10 +12,13 @@
 namespace trovadex::host {
 namespace {
 
-constexpr std::array<CommandEntry, 4> kCommands{{
+constexpr std::array<CommandEntry, 5> kCommands{{
     {"run", "run [--library DIR] [--bundle PATH]... [--alert-response N]",
      "run the mail host: index the store, load the mail bundles, serve until SIGTERM or SIGINT",
      &runCommand},
+    {"import", "import [--library DIR] [--mailbox NAME] PATH...",
+     "import mbox files or folders, Maildir folders, .eml and .emlx files into the store",
+     &importCommand},
     {"sample", "sample [--library DIR] --messages N [--seed S] [--maildir DIR]",
      "write a deterministic sample store of N synthetic messages (and its manifest)",
      &sampleCommand},

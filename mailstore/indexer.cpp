@@ -269,6 +269,9 @@ void Indexer::examinePending() {
     auto item = source ? searchableItemForMessage(source.value())
                        : foundation::Result<platform::SearchableItem>(source.error());
     if (!item) {
+      // An empty file is one that its writer has only just made: its done event brings it back.
+      std::error_code sizeError;
+      if (std::filesystem::file_size(*file, sizeError) == 0 && !sizeError) continue;
       ++unreadable;
       log("cannot index " + file->string() + ": " + item.error().localizedDescription);
       continue;

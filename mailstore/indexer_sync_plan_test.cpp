@@ -35,12 +35,12 @@ std::vector<std::int64_t> ids(const std::vector<StoredMessage>& messages) {
 TEST(IndexerSyncPlan, AddsWhatIsMissingReplacesWhatChangedAndDeletesWhatIsGone) {
   constexpr std::int64_t kSecond = 1'700'000'000;
   std::vector<StoredMessage> store = {
-      stored(1, 100, kSecond * 1'000'000'000 + 123'456'789),  // current
-      stored(2, 100, kSecond * 1'000'000'000),                // missing from the index
-      stored(3, 120, kSecond * 1'000'000'000),                // size changed
-      stored(4, 100, (kSecond + 5) * 1'000'000'000),          // rewritten later, same size
+      stored(1, 100, kSecond * 1'000'000'000 + 123'456'789),      // current
+      stored(2, 100, kSecond * 1'000'000'000),                    // missing from the index
+      stored(3, 120, kSecond * 1'000'000'000),                    // size changed
+      stored(4, 100, (kSecond + 5) * 1'000'000'000),              // rewritten later, same size
       stored(5, 100, kSecond * 1'000'000'000, "5.partial.emlx"),  // stored partial since
-      stored(6, 100, kSecond * 1'000'000'000),                // indexed without a state
+      stored(6, 100, kSecond * 1'000'000'000),                    // indexed without a state
   };
   StoredMessage withoutFile;
   withoutFile.libraryID = 7;  // a row whose file is gone

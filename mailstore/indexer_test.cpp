@@ -82,8 +82,8 @@ class IndexerTest : public ::testing::Test {
     auto store = Store::open(folder_.path() / "Library");
     ASSERT_TRUE(store.ok()) << store.error().description();
     store_ = store.value();
-    auto inbox = store_->mailbox(MailboxAddress{std::string(kLocalScheme),
-                                                std::string(kLocalAccount), {"INBOX"}});
+    auto inbox = store_->mailbox(
+        MailboxAddress{std::string(kLocalScheme), std::string(kLocalAccount), {"INBOX"}});
     ASSERT_TRUE(inbox.ok());
     inbox_ = inbox.value();
     openEngine();
@@ -194,8 +194,8 @@ TEST_F(IndexerTest, DeletesTheItemsOfAMailboxFolderRemovedByHand) {
   ASSERT_TRUE(deliveries->waitFor(kPassDeadline, [](auto& d) { return d.found.size() == 5; }));
 
   fs::remove_all(mailboxFolder(store_->v10Folder(), archive.value().address));
-  EXPECT_TRUE(deliveries->waitFor(
-      kPassDeadline, [&](auto& d) { return d.removed == identifierSet(archived); }));
+  EXPECT_TRUE(deliveries->waitFor(kPassDeadline,
+                                  [&](auto& d) { return d.removed == identifierSet(archived); }));
   EXPECT_EQ(indexedIdentifiers(kEveryMessage), identifierSet(kept));
   live->cancel();
 }
@@ -210,25 +210,27 @@ TEST_F(IndexerTest, LiveChangesReachALiveQueryPromptly) {
   auto started = std::chrono::steady_clock::now();
   const auto zebra = add(1, "Zebra crossing");
   ASSERT_EQ(zebra.size(), 1u);
-  EXPECT_TRUE(deliveries->waitFor(std::chrono::duration_cast<std::chrono::milliseconds>(kLiveDeadline),
-                                  [&](auto& d) { return d.found.count(std::to_string(zebra[0])); }))
+  EXPECT_TRUE(
+      deliveries->waitFor(std::chrono::duration_cast<std::chrono::milliseconds>(kLiveDeadline),
+                          [&](auto& d) { return d.found.count(std::to_string(zebra[0])); }))
       << "a new message reaches the live query within the deadline";
   const auto addedLatency = std::chrono::steady_clock::now() - started;
 
-  auto projects = store_->mailbox(MailboxAddress{std::string(kLocalScheme),
-                                                 std::string(kLocalAccount), {"Projects", "Zoo"}});
+  auto projects = store_->mailbox(
+      MailboxAddress{std::string(kLocalScheme), std::string(kLocalAccount), {"Projects", "Zoo"}});
   ASSERT_TRUE(projects.ok());
   const auto inNewFolder = add(1, "Zebra feeding plan", &projects.value());
   ASSERT_EQ(inNewFolder.size(), 1u);
-  EXPECT_TRUE(deliveries->waitFor(
-      std::chrono::duration_cast<std::chrono::milliseconds>(kLiveDeadline),
-      [&](auto& d) { return d.found.count(std::to_string(inNewFolder[0])); }))
+  EXPECT_TRUE(
+      deliveries->waitFor(std::chrono::duration_cast<std::chrono::milliseconds>(kLiveDeadline),
+                          [&](auto& d) { return d.found.count(std::to_string(inNewFolder[0])); }))
       << "a message in freshly made folders is seen too";
 
   started = std::chrono::steady_clock::now();
   ASSERT_TRUE(store_->deleteMessage(zebra[0]));
-  EXPECT_TRUE(deliveries->waitFor(std::chrono::duration_cast<std::chrono::milliseconds>(kLiveDeadline),
-                                  [&](auto& d) { return d.removed.count(std::to_string(zebra[0])); }))
+  EXPECT_TRUE(
+      deliveries->waitFor(std::chrono::duration_cast<std::chrono::milliseconds>(kLiveDeadline),
+                          [&](auto& d) { return d.removed.count(std::to_string(zebra[0])); }))
       << "a deleted message leaves the live query within the deadline";
   const auto removedLatency = std::chrono::steady_clock::now() - started;
   std::printf("live latency: added %.0f ms, removed %.0f ms\n",

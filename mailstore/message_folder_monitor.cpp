@@ -73,21 +73,34 @@ void MessageFolderMonitor::handle(GFile* file, GFile* other, GFileMonitorEvent e
   if (path.empty()) return;
   switch (event) {
     case G_FILE_MONITOR_EVENT_CREATED:
+      // A file created in place is reported once its writer is done with it (GIO reports the
+      // close, or after a while without one, that the changes are done).
+      if (isFolder(path)) {
+        appeared(path);
+      } else {
+        filesBeingWritten_.insert(path);
+      }
+      break;
     case G_FILE_MONITOR_EVENT_MOVED_IN:
       appeared(path);
       break;
     case G_FILE_MONITOR_EVENT_DELETED:
     case G_FILE_MONITOR_EVENT_MOVED_OUT:
+      filesBeingWritten_.erase(path);
       disappeared(path);
       break;
     case G_FILE_MONITOR_EVENT_RENAMED:
+      filesBeingWritten_.erase(path);
       disappeared(path);
       if (auto target = pathOf(other); !target.empty()) appeared(target);
       break;
-    case G_FILE_MONITOR_EVENT_CHANGED:
     case G_FILE_MONITOR_EVENT_CHANGES_DONE_HINT:
-    case G_FILE_MONITOR_EVENT_ATTRIBUTE_CHANGED:
+      filesBeingWritten_.erase(path);
       if (!monitors_.count(path)) handlers_.fileChanged(path);
+      break;
+    case G_FILE_MONITOR_EVENT_CHANGED:
+    case G_FILE_MONITOR_EVENT_ATTRIBUTE_CHANGED:
+      if (!monitors_.count(path) && !filesBeingWritten_.count(path)) handlers_.fileChanged(path);
       break;
     default:
       break;  // mount events concern no message
@@ -146,6 +159,9 @@ void MessageFolderMonitor::watchTree(const std::filesystem::path& folder, bool r
 
 void MessageFolderMonitor::unwatchTree(const std::filesystem::path& folder) {
   const std::string prefix = folder.string() + "/";
+  std::erase_if(filesBeingWritten_, [&](const std::filesystem::path& file) {
+    return file.string().compare(0, prefix.size(), prefix) == 0;
+  });
   for (auto it = monitors_.begin(); it != monitors_.end();) {
     const std::string watched = it->first.string();
     if (it->first == folder || watched.compare(0, prefix.size(), prefix) == 0) {

@@ -3,7 +3,8 @@
 // GIO watches one folder at a time, so the monitor keeps one watch per folder below the root and
 // follows the tree as it grows: a folder that appears is watched at once and every file already
 // in it is reported, since it may have been filled before the watch began. Each file event
-// (created, changed, deleted, moved in or out, renamed: both names) reports the file's path; a
+// (changed, deleted, moved in or out, renamed: both names) reports the file's path; a file created
+// in place is reported when its writer has finished with it, not while it is half written; a
 // watched folder that disappears is reported as gone, because the files it held are not
 // reported one by one when a folder is moved away. Folders named MailData (the databases) and
 // Attachments, and hidden ones, are not watched.
@@ -19,6 +20,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "platform/console.hpp"
@@ -68,6 +70,7 @@ class MessageFolderMonitor {
   // The monitor's thread only.
   std::map<std::filesystem::path, MonitorPtr> monitors_;
   std::vector<MonitorPtr> retired_;
+  std::set<std::filesystem::path> filesBeingWritten_;  // created, not yet reported done
 };
 
 // Whether the monitor leaves a folder of this name alone.
