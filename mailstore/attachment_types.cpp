@@ -24,7 +24,7 @@ constexpr std::array<TypeEntry, 26> kTypes{{
     {"text/plain", "txt", {"public.plain-text", "Plain Text Document"}},
     {"text/html", "html", {"public.html", "HTML text"}},
     {"text/csv", "csv", {"public.comma-separated-values-text", "CSV Document"}},
-    {"text/calendar", "ics", {"com.apple.ical.ics", "iCalendar file"}},
+    {"text/calendar", "ics", {"public.calendar-event", "iCalendar file"}},
     {"text/vcard", "vcf", {"public.vcard", "vCard"}},
     {"application/zip", "zip", {"public.zip-archive", "ZIP archive"}},
     {"application/gzip", "gz", {"org.gnu.gnu-zip-archive", "gzip compressed archive"}},

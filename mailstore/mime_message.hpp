@@ -20,7 +20,7 @@ namespace trovadex::mailstore {
 
 struct MailAddress {
   std::string name;     // display name, may be empty
-  std::string address;  // addr-spec, may be empty for a malformed entry
+  std::string address;  // "user@example.org"; may be empty for a malformed entry
   friend bool operator==(const MailAddress&, const MailAddress&) = default;
 };
 
