@@ -50,12 +50,16 @@ class Confirmer {
 }  // namespace
 
 foundation::Status streamMatches(IndexReader& reader, const Predicate& query,
-                                 const PlanNode& plan, const MatchVisitor& visit) {
+                                 const PlanNode& plan, const MatchVisitor& visit,
+                                 const MatchTick& tick) {
   const Confirmer confirmer(query);
+  std::size_t examined = 0;
+  auto carryOn = [&] { return !tick || ++examined % kMatchStreamTickInterval != 0 || tick(); };
   std::optional<ItemIds> candidates = planCandidates(plan, reader);
   if (reader.failed()) return reader.lastError();
   if (candidates) {
     for (std::int64_t id : *candidates) {
+      if (!carryOn()) return {};
       std::optional<StoredItem> item = reader.item(id);
       if (reader.failed()) return reader.lastError();
       if (item && confirmer.matches(*item) && !visit(*item)) return {};
@@ -68,6 +72,7 @@ foundation::Status streamMatches(IndexReader& reader, const Predicate& query,
     if (reader.failed()) return reader.lastError();
     if (chunk.empty()) return {};
     for (const StoredItem& item : chunk) {
+      if (!carryOn()) return {};
       if (confirmer.matches(item) && !visit(item)) return {};
     }
     after = chunk.back().id;

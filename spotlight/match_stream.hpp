@@ -18,11 +18,15 @@ namespace trovadex::spotlight {
 
 // Returns false to stop the stream.
 using MatchVisitor = std::function<bool(const StoredItem& item)>;
+// Called every kMatchStreamTickInterval items examined, match or not; false stops the stream.
+using MatchTick = std::function<bool()>;
+inline constexpr std::size_t kMatchStreamTickInterval = 256;
 
 // Confirms each candidate of the plan (every item for a scan) and visits the matches. Fails
 // when the index cannot be read.
 foundation::Status streamMatches(IndexReader& reader, const Predicate& query,
-                                 const PlanNode& plan, const MatchVisitor& visit);
+                                 const PlanNode& plan, const MatchVisitor& visit,
+                                 const MatchTick& tick = {});
 
 // Whether a stored item satisfies the query, decoding only what the query needs.
 bool storedItemMatches(const Predicate& query, const StoredItem& item);

@@ -1,0 +1,34 @@
+// EngineOptions: how an Engine runs, chosen when it is opened.
+//
+// Deliveries of found items are bounded in count and in time: the first comes after at most
+// firstDeliveryCount items or firstDeliveryInterval, whichever comes first, so the first
+// results arrive early; later ones after at most deliveryCount items or deliveryInterval.
+// Plain values: safe to copy between threads.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "foundation/clock.hpp"
+
+namespace trovadex::spotlight {
+
+struct EngineOptions {
+  // Threads that run queries and call their handlers; index changes have a thread of their own.
+  std::size_t queryThreads = 2;
+  // Where a query's "now" comes from ($time values are fixed when it starts); null: the system.
+  std::shared_ptr<const foundation::Clock> clock;
+  // The zone, locale and first weekday for $time periods; empty or 0: the host's defaults.
+  std::string timeZone;
+  std::string locale;
+  int firstDayOfWeek = 0;
+
+  std::size_t firstDeliveryCount = 100;
+  std::chrono::milliseconds firstDeliveryInterval{10};
+  std::size_t deliveryCount = 1000;
+  std::chrono::milliseconds deliveryInterval{100};
+};
+
+}  // namespace trovadex::spotlight
