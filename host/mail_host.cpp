@@ -7,6 +7,7 @@
 #include "host/exit_status.hpp"
 #include "host/info_dictionary_bundle.hpp"
 #include "host/library_layout.hpp"
+#include "host/library_lock.hpp"
 #include "host/loaded_bundles.hpp"
 #include "linux/dbus_notification_center.hpp"
 #include "linux/defaults_file.hpp"
@@ -29,6 +30,7 @@ namespace lp = linux_platform;
 
 struct MailHost::Parts {
   lp::MainLoop* loop = nullptr;
+  std::unique_ptr<LibraryLock> libraryLock;
   std::shared_ptr<lp::StderrConsole> console;
   std::shared_ptr<mailstore::Store> store;
   std::shared_ptr<lp::DBusNotificationCenter> distributedCenter;
@@ -60,6 +62,10 @@ foundation::Result<std::unique_ptr<MailHost>> MailHost::start(lp::MainLoop& loop
   auto parts = std::make_unique<Parts>();
   parts->loop = &loop;
   parts->console = std::make_shared<lp::StderrConsole>();
+
+  auto lock = LibraryLock::acquire(options.library);
+  if (!lock) return lock.error();
+  parts->libraryLock = std::move(lock.value());
 
   auto store = mailstore::Store::open(options.library);
   if (!store) {
