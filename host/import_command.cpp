@@ -1,5 +1,6 @@
 // The import command: brings existing mail into the store. Messages that cannot be read are
-// named on standard error and skipped; a long import shows its progress there too.
+// named on standard error and skipped, and the exit status says that something was skipped; a
+// long import shows its progress there too.
 #include <array>
 #include <cstdio>
 
@@ -31,7 +32,7 @@ int importCommand(std::span<const std::string> arguments) {
     return commandFailure("import", "cannot open the store in " + library.string() + ": " +
                                         store.error().localizedDescription);
   }
-  ProgressLine progress("messages imported", 0);
+  ProgressLine progress("messages read", 0);
   mailstore::ImportOptions options;
   options.mailbox = line.value("mailbox");
   options.problem = [](const std::string& where, const foundation::Error& error) {
@@ -47,8 +48,7 @@ int importCommand(std::span<const std::string> arguments) {
   std::printf("Imported %zu messages into %s: %zu already there, %zu skipped\n",
               counts.value().added, library.c_str(), counts.value().duplicates,
               counts.value().failed);
-  // Skipped messages were reported one by one; the import itself did its work.
-  return kExitSuccess;
+  return counts.value().failed == 0 ? kExitSuccess : kExitFailure;
 }
 
 }  // namespace trovadex::host
