@@ -78,9 +78,8 @@ class EchoPeer {
     });
     // The bus answers in order, so once this call returns the subscription is in place.
     GVariant* reply = g_dbus_connection_call_sync(
-        bus.value().get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-        "org.freedesktop.DBus", "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
-        nullptr);
+        bus.value().get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
     if (reply != nullptr) g_variant_unref(reply);
     {
       std::lock_guard lock(mutex_);
@@ -175,9 +174,9 @@ const Value& sharedBatch() {
 
 std::string benchFolder() {
   static const std::string folder = [] {
-    std::string path = (std::filesystem::temp_directory_path() /
-                        ("trovadex-bench-" + std::to_string(::getpid())))
-                           .string();
+    std::string path =
+        (std::filesystem::temp_directory_path() / ("trovadex-bench-" + std::to_string(::getpid())))
+            .string();
     std::filesystem::create_directories(path);
     std::atexit([] {
       std::filesystem::remove_all(std::filesystem::temp_directory_path() /

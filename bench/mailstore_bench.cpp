@@ -52,8 +52,8 @@ void sampleGeneration(benchmark::State& state) {
     ScratchFolder folder;
     auto store = Store::open(folder.path()).value();
     state.ResumeTiming();
-    auto manifest = trovadex::mailstore::generateSampleMail(
-        *store, {.seed = 1, .messageCount = count});
+    auto manifest =
+        trovadex::mailstore::generateSampleMail(*store, {.seed = 1, .messageCount = count});
     if (!manifest) state.SkipWithError(manifest.error().localizedDescription.c_str());
     state.PauseTiming();
     state.counters["store_MB"] = static_cast<double>(bytesBelow(folder.path())) / 1e6;
@@ -82,8 +82,8 @@ void maildirImport(benchmark::State& state) {
     ScratchFolder folder;
     auto store = Store::open(folder.path()).value();
     state.ResumeTiming();
-    auto counts = trovadex::mailstore::importMail(
-        *store, std::vector{source.path() / "Maildir"}, trovadex::mailstore::ImportOptions{});
+    auto counts = trovadex::mailstore::importMail(*store, std::vector{source.path() / "Maildir"},
+                                                  trovadex::mailstore::ImportOptions{});
     if (!counts || counts.value().added != count) state.SkipWithError("not everything imported");
     state.PauseTiming();
     store.reset();
@@ -93,9 +93,17 @@ void maildirImport(benchmark::State& state) {
       static_cast<double>(count * state.iterations()), benchmark::Counter::kIsRate);
 }
 
-BENCHMARK(sampleGeneration)->Arg(2000)->Arg(100000)->Iterations(1)->Unit(benchmark::kSecond)
+BENCHMARK(sampleGeneration)
+    ->Arg(2000)
+    ->Arg(100000)
+    ->Iterations(1)
+    ->Unit(benchmark::kSecond)
     ->UseRealTime();
-BENCHMARK(maildirImport)->Arg(2000)->Arg(100000)->Iterations(1)->Unit(benchmark::kSecond)
+BENCHMARK(maildirImport)
+    ->Arg(2000)
+    ->Arg(100000)
+    ->Iterations(1)
+    ->Unit(benchmark::kSecond)
     ->UseRealTime();
 
 }  // namespace

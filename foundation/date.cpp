@@ -13,7 +13,8 @@ void civilFromDays(std::int64_t days, std::int64_t& year, unsigned& month, unsig
   days += 719468;
   const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
   const auto dayOfEra = static_cast<unsigned>(days - era * 146097);
-  const unsigned yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const unsigned yearOfEra =
+      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
   const unsigned dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
   const unsigned monthIndex = (5 * dayOfYear + 2) / 153;
   day = dayOfYear - (153 * monthIndex + 2) / 5 + 1;
@@ -28,7 +29,8 @@ std::string Date::description() const {
   // Beyond about +-2.9e11 years the day count no longer fits comfortably; such dates (and NaN)
   // print as the platform prints an unrepresentable date: a placeholder rather than garbage.
   if (!std::isfinite(unixSeconds) || std::fabs(unixSeconds) > 9.0e18) {
-    return std::isnan(unixSeconds) ? "(invalid date)" : (unixSeconds > 0 ? "(distant future)" : "(distant past)");
+    return std::isnan(unixSeconds) ? "(invalid date)"
+                                   : (unixSeconds > 0 ? "(distant future)" : "(distant past)");
   }
   const auto total = static_cast<std::int64_t>(unixSeconds);
   std::int64_t days = total / 86400;

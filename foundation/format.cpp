@@ -12,10 +12,10 @@ namespace {
 constexpr std::size_t kMaximumWidth = 4096;
 
 struct Spec {
-  bool leftAlign = false;   // '-'
-  bool zeroPad = false;     // '0'
-  bool plusSign = false;    // '+'
-  bool blankSign = false;   // ' '
+  bool leftAlign = false;  // '-'
+  bool zeroPad = false;    // '0'
+  bool plusSign = false;   // '+'
+  bool blankSign = false;  // ' '
   std::size_t width = 0;
   bool hasPrecision = false;
   std::size_t precision = 0;
@@ -87,14 +87,15 @@ std::string_view signFor(bool negative, const Spec& spec) {
 // Integer directives: digits of the magnitude in the given base, at least `precision` of them
 // (C's rule: precision 0 and value 0 print no digits); '0' is ignored when a precision is given.
 // Only the signed directives (%d %i) print a sign; the others print the bare magnitude.
-void appendInteger(std::string& out, std::uint64_t magnitude, bool isSigned, bool negative, int base,
-                   bool upper, const Spec& spec, std::string_view prefix = "") {
+void appendInteger(std::string& out, std::uint64_t magnitude, bool isSigned, bool negative,
+                   int base, bool upper, const Spec& spec, std::string_view prefix = "") {
   char buffer[72];
   auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, magnitude, base);
   std::string digits(buffer, end);
-  if (upper) std::transform(digits.begin(), digits.end(), digits.begin(), [](char c) {
-    return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
-  });
+  if (upper)
+    std::transform(digits.begin(), digits.end(), digits.begin(), [](char c) {
+      return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
+    });
   if (spec.hasPrecision) {
     if (spec.precision == 0 && magnitude == 0) digits.clear();
     if (digits.size() < spec.precision) digits.insert(0, spec.precision - digits.size(), '0');
@@ -123,9 +124,10 @@ void appendReal(std::string& out, double number, char conversion, const Spec& sp
     digits.resize(result.ec == std::errc() ? static_cast<std::size_t>(result.ptr - digits.data())
                                            : 0);
   }
-  if (upper) std::transform(digits.begin(), digits.end(), digits.begin(), [](char c) {
-    return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
-  });
+  if (upper)
+    std::transform(digits.begin(), digits.end(), digits.begin(), [](char c) {
+      return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
+    });
   appendNumber(out, signFor(negative, spec), "", digits, spec, std::isfinite(number));
 }
 
@@ -150,8 +152,22 @@ void appendCodePoint(std::string& out, std::uint32_t cp) {
 
 bool isConversion(char c) {
   switch (c) {
-    case '@': case 's': case 'd': case 'i': case 'u': case 'o': case 'x': case 'X':
-    case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'p': case 'c':
+    case '@':
+    case 's':
+    case 'd':
+    case 'i':
+    case 'u':
+    case 'o':
+    case 'x':
+    case 'X':
+    case 'f':
+    case 'F':
+    case 'e':
+    case 'E':
+    case 'g':
+    case 'G':
+    case 'p':
+    case 'c':
       return true;
     default:
       return false;
@@ -201,13 +217,15 @@ void appendArgument(std::string& out, char conversion, const FormatArgument& arg
       std::string character;
       if (const std::string* text = value.asString()) {
         std::size_t length = text->empty() ? 0 : 1;
-        while (length < text->size() && (static_cast<unsigned char>((*text)[length]) & 0xC0) == 0x80) {
+        while (length < text->size() &&
+               (static_cast<unsigned char>((*text)[length]) & 0xC0) == 0x80) {
           ++length;
         }
         character = text->substr(0, length);
       } else {
         const std::int64_t code = value.integerValue();
-        if (code > 0 && code <= 0x10FFFF) appendCodePoint(character, static_cast<std::uint32_t>(code));
+        if (code > 0 && code <= 0x10FFFF)
+          appendCodePoint(character, static_cast<std::uint32_t>(code));
       }
       Spec plain = spec;
       plain.hasPrecision = false;
@@ -244,20 +262,26 @@ std::string formatString(std::string_view format, std::span<const FormatArgument
     Spec spec;
     for (; j < format.size(); ++j) {
       const char c = format[j];
-      if (c == '-') spec.leftAlign = true;
-      else if (c == '0') spec.zeroPad = true;
-      else if (c == '+') spec.plusSign = true;
-      else if (c == ' ') spec.blankSign = true;
-      else break;
+      if (c == '-')
+        spec.leftAlign = true;
+      else if (c == '0')
+        spec.zeroPad = true;
+      else if (c == '+')
+        spec.plusSign = true;
+      else if (c == ' ')
+        spec.blankSign = true;
+      else
+        break;
     }
     for (; j < format.size() && format[j] >= '0' && format[j] <= '9'; ++j) {
-      spec.width = std::min(kMaximumWidth, spec.width * 10 + static_cast<std::size_t>(format[j] - '0'));
+      spec.width =
+          std::min(kMaximumWidth, spec.width * 10 + static_cast<std::size_t>(format[j] - '0'));
     }
     if (j < format.size() && format[j] == '.') {
       spec.hasPrecision = true;
       for (++j; j < format.size() && format[j] >= '0' && format[j] <= '9'; ++j) {
-        spec.precision =
-            std::min(kMaximumWidth, spec.precision * 10 + static_cast<std::size_t>(format[j] - '0'));
+        spec.precision = std::min(kMaximumWidth,
+                                  spec.precision * 10 + static_cast<std::size_t>(format[j] - '0'));
       }
     }
     while (j < format.size() && isLengthModifier(format[j])) ++j;

@@ -41,24 +41,27 @@ namespace trovadex::foundation {
 class FormatArgument {
  public:
   FormatArgument(Value value) : value_(std::move(value)) {}  // NOLINT(google-explicit-constructor)
-  FormatArgument(Value::Array elements)  // NOLINT(google-explicit-constructor)
+  FormatArgument(Value::Array elements)                      // NOLINT(google-explicit-constructor)
       : value_(std::move(elements)) {}
   FormatArgument(Value::Dictionary entries)  // NOLINT(google-explicit-constructor)
       : value_(std::move(entries)) {}
-  FormatArgument(Date date) : value_(date) {}  // NOLINT(google-explicit-constructor)
+  FormatArgument(Date date) : value_(date) {}                // NOLINT(google-explicit-constructor)
   FormatArgument(const std::string& text) : value_(text) {}  // NOLINT(google-explicit-constructor)
   FormatArgument(std::string_view text) : value_(text) {}    // NOLINT(google-explicit-constructor)
   FormatArgument(const char* text) : value_(text) {}         // NOLINT(google-explicit-constructor)
   FormatArgument(const Error& error)                         // NOLINT(google-explicit-constructor)
       : value_(error.description()) {}
-  FormatArgument(bool flag) : value_(Value::boolean(flag)) {}  // NOLINT(google-explicit-constructor)
-  FormatArgument(double number) : value_(Value::real(number)) {}  // NOLINT(google-explicit-constructor)
-  FormatArgument(const void* pointer)  // NOLINT(google-explicit-constructor)
-      : value_(Value::unsignedInteger(reinterpret_cast<std::uintptr_t>(pointer))), isPointer_(true) {}
+  FormatArgument(bool flag)
+      : value_(Value::boolean(flag)) {}  // NOLINT(google-explicit-constructor)
+  FormatArgument(double number)
+      : value_(Value::real(number)) {}  // NOLINT(google-explicit-constructor)
+  FormatArgument(const void* pointer)   // NOLINT(google-explicit-constructor)
+      : value_(Value::unsignedInteger(reinterpret_cast<std::uintptr_t>(pointer))),
+        isPointer_(true) {}
   template <typename Integer>
-    requires(std::is_integral_v<Integer> && !std::is_same_v<Integer, bool> &&
-             !std::is_same_v<Integer, char>)
-  FormatArgument(Integer number)  // NOLINT(google-explicit-constructor)
+  requires(std::is_integral_v<Integer> && !std::is_same_v<Integer, bool> &&
+           !std::is_same_v<Integer, char>)
+      FormatArgument(Integer number)  // NOLINT(google-explicit-constructor)
       : value_(std::is_signed_v<Integer>
                    ? Value::integer(static_cast<std::int64_t>(number))
                    : Value::unsignedInteger(static_cast<std::uint64_t>(number))) {}

@@ -63,9 +63,7 @@ TEST(FormatArguments, MissingArgumentsPrintNull) {
   EXPECT_EQ(formatString("[%8@]", {}), "[  (null)]");
 }
 
-TEST(FormatArguments, ExtraArgumentsAreIgnored) {
-  EXPECT_EQ(formatString("%d", {1, 2, 3}), "1");
-}
+TEST(FormatArguments, ExtraArgumentsAreIgnored) { EXPECT_EQ(formatString("%d", {1, 2, 3}), "1"); }
 
 TEST(FormatArguments, SpanOverload) {
   const std::vector<FormatArgument> arguments{Value("a"), Value::integer(2)};
@@ -82,7 +80,8 @@ TEST(FormatObjects, AtPrintsDescriptions) {
   EXPECT_EQ(formatString("%@", {0.5}), "0.5");
   EXPECT_EQ(formatString("%@", {Value()}), "(null)");
   EXPECT_EQ(formatString("%@", {Value(Value::Array{"a", "b c"})}), "(\n    a,\n    \"b c\"\n)");
-  EXPECT_EQ(formatString("%@", {Value(Value::Dictionary{{"k", Value::integer(1)}})}), "{\n    k = 1;\n}");
+  EXPECT_EQ(formatString("%@", {Value(Value::Dictionary{{"k", Value::integer(1)}})}),
+            "{\n    k = 1;\n}");
   const char* nothing = nullptr;
   EXPECT_EQ(formatString("%@|%s", {nothing, nothing}), "(null)|(null)");
 }
@@ -90,11 +89,13 @@ TEST(FormatObjects, AtPrintsDescriptions) {
 TEST(FormatObjects, ContainersAndDatesPassDirectly) {
   EXPECT_EQ(formatString("%@", {Value::Array{"x"}}), "(\n    x\n)");
   EXPECT_EQ(formatString("%@", {Value::Dictionary{{"k", "v w"}}}), "{\n    k = \"v w\";\n}");
-  EXPECT_EQ(formatString("at %@", {Date::withTimeIntervalSinceReferenceDate(0)}), "at 2001-01-01 00:00:00 +0000");
+  EXPECT_EQ(formatString("at %@", {Date::withTimeIntervalSinceReferenceDate(0)}),
+            "at 2001-01-01 00:00:00 +0000");
 }
 
 TEST(FormatObjects, AtPrintsErrors) {
-  EXPECT_EQ(formatString("failed: %@", {Error{"D", 3, "no"}}), "failed: Error Domain=D Code=3 \"no\"");
+  EXPECT_EQ(formatString("failed: %@", {Error{"D", 3, "no"}}),
+            "failed: Error Domain=D Code=3 \"no\"");
 }
 
 TEST(FormatObjects, StringDirective) {
@@ -120,15 +121,19 @@ TEST(FormatObjects, WidthAndPrecisionCountCharacters) {
 // ---- integers ----
 
 TEST(FormatIntegers, SignedDirectivesAndLengthModifiers) {
-  EXPECT_EQ(formatString("%d %i %ld %lld %hd %hhd %qd %jd %td %zd", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}),
-            "1 2 3 4 5 6 7 8 9 10");
-  EXPECT_EQ(formatString("%ld", {std::numeric_limits<std::int64_t>::min()}), "-9223372036854775808");
-  EXPECT_EQ(formatString("%lld", {std::numeric_limits<std::int64_t>::max()}), "9223372036854775807");
+  EXPECT_EQ(
+      formatString("%d %i %ld %lld %hd %hhd %qd %jd %td %zd", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}),
+      "1 2 3 4 5 6 7 8 9 10");
+  EXPECT_EQ(formatString("%ld", {std::numeric_limits<std::int64_t>::min()}),
+            "-9223372036854775808");
+  EXPECT_EQ(formatString("%lld", {std::numeric_limits<std::int64_t>::max()}),
+            "9223372036854775807");
   EXPECT_EQ(formatString("%d", {-17}), "-17");
 }
 
 TEST(FormatIntegers, ZeroPaddedCounts) {
-  const std::pair<int, const char*> cases[] = {{0, "000"}, {7, "007"}, {56, "056"}, {100, "100"}, {5000, "5000"}};
+  const std::pair<int, const char*> cases[] = {
+      {0, "000"}, {7, "007"}, {56, "056"}, {100, "100"}, {5000, "5000"}};
   for (const auto& [number, expected] : cases) {
     EXPECT_EQ(formatString("%03ld", {number}), expected) << number;
   }
@@ -152,7 +157,8 @@ TEST(FormatIntegers, FlagsWidthAndPrecision) {
 
 TEST(FormatIntegers, UnsignedAndHex) {
   EXPECT_EQ(formatString("%u %lu %llu %zu", {1u, 2ul, 3ull, std::size_t{4}}), "1 2 3 4");
-  EXPECT_EQ(formatString("%llu", {std::numeric_limits<std::uint64_t>::max()}), "18446744073709551615");
+  EXPECT_EQ(formatString("%llu", {std::numeric_limits<std::uint64_t>::max()}),
+            "18446744073709551615");
   EXPECT_EQ(formatString("%lu", {-1}), "18446744073709551615");  // as C prints it
   EXPECT_EQ(formatString("%x %X %lx", {255, 255, 3054}), "ff FF bee");
   EXPECT_EQ(formatString("%08x", {0xbeef}), "0000beef");
@@ -186,8 +192,10 @@ TEST(FormatIntegers, Pointers) {
                 static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(&object)));
   EXPECT_EQ(formatString("%p", {static_cast<const void*>(&object)}), expected);
   EXPECT_EQ(formatString("%p", {static_cast<const void*>(nullptr)}), "0x0");
-  EXPECT_EQ(formatString("[%8p]", {static_cast<const void*>(reinterpret_cast<void*>(0x1f))}), "[    0x1f]");
-  EXPECT_EQ(formatString("[%08p]", {static_cast<const void*>(reinterpret_cast<void*>(0x1f))}), "[0x00001f]");
+  EXPECT_EQ(formatString("[%8p]", {static_cast<const void*>(reinterpret_cast<void*>(0x1f))}),
+            "[    0x1f]");
+  EXPECT_EQ(formatString("[%08p]", {static_cast<const void*>(reinterpret_cast<void*>(0x1f))}),
+            "[0x00001f]");
 }
 
 // ---- reals ----
@@ -235,14 +243,19 @@ TEST(FormatReals, HugeWidthsAndPrecisionsAreClamped) {
 TEST(FormatRobustness, RandomFormatsNeverCrashOrOverRead) {
   std::mt19937 random(20261122);
   const std::string alphabet = "%%%%-+ 0123456789.*hlqzjtL@sdiuoxXfFeEgGpc%abc\xc3\xa9\xff";
-  const FormatArgument pool[] = {Value(), Value("s"), Value::integer(-3), Value::real(2.5),
-                                 Value(Value::Array{"a"}), static_cast<const void*>(nullptr)};
+  const FormatArgument pool[] = {Value(),
+                                 Value("s"),
+                                 Value::integer(-3),
+                                 Value::real(2.5),
+                                 Value(Value::Array{"a"}),
+                                 static_cast<const void*>(nullptr)};
   for (int round = 0; round < 5000; ++round) {
     std::string format;
     const int length = static_cast<int>(random() % 24);
     for (int i = 0; i < length; ++i) {
       // Mostly format characters, sometimes any byte at all (NUL included).
-      format += (random() % 5 == 0) ? static_cast<char>(random() % 256) : alphabet[random() % alphabet.size()];
+      format += (random() % 5 == 0) ? static_cast<char>(random() % 256)
+                                    : alphabet[random() % alphabet.size()];
     }
     const std::size_t count = random() % 4;
     std::vector<FormatArgument> arguments;
@@ -256,7 +269,9 @@ TEST(FormatRobustness, RandomFormatsNeverCrashOrOverRead) {
 
 TEST(FormatRobustness, EmbeddedNulIsCopied) {
   const std::string format("a\0%d", 4);
-  EXPECT_EQ(formatString(format, {5}), std::string("a\0" "5", 3));
+  EXPECT_EQ(formatString(format, {5}), std::string("a\0"
+                                                   "5",
+                                                   3));
 }
 
 }  // namespace

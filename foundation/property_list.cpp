@@ -25,11 +25,13 @@ struct MallocDeleter {
 };
 
 Error codingError(std::string message) {
-  return Error{std::string(kPropertyListErrorDomain), kPropertyListEncodingError, std::move(message)};
+  return Error{std::string(kPropertyListErrorDomain), kPropertyListEncodingError,
+               std::move(message)};
 }
 
 Error readingError(std::string message) {
-  return Error{std::string(kPropertyListErrorDomain), kPropertyListDecodingError, std::move(message)};
+  return Error{std::string(kPropertyListErrorDomain), kPropertyListDecodingError,
+               std::move(message)};
 }
 
 constexpr std::int64_t kInt64Max = std::numeric_limits<std::int64_t>::max();
@@ -48,12 +50,12 @@ PlistPtr exactDateNode(double seconds) {
   std::memcpy(&bits, &seconds, sizeof bits);
   unsigned char bytes[8 + 9 + 1 + 32] = {'b', 'p', 'l', 'i', 's', 't', '0', '0', 0x33};
   for (int i = 0; i < 8; ++i) bytes[9 + i] = static_cast<unsigned char>(bits >> (56 - 8 * i));
-  bytes[17] = 8;              // offset table: the only object starts at byte 8
+  bytes[17] = 8;  // offset table: the only object starts at byte 8
   unsigned char* trailer = bytes + 18;
-  trailer[6] = 1;             // offset size
-  trailer[7] = 1;             // object reference size
-  trailer[15] = 1;            // one object
-  trailer[31] = 17;           // the offset table starts at byte 17 (top object 0)
+  trailer[6] = 1;    // offset size
+  trailer[7] = 1;    // object reference size
+  trailer[15] = 1;   // one object
+  trailer[31] = 17;  // the offset table starts at byte 17 (top object 0)
   plist_t node = nullptr;
   plist_from_bin(reinterpret_cast<const char*>(bytes), sizeof bytes, &node);
   return PlistPtr(node);
@@ -177,7 +179,8 @@ std::string checkBinaryStrings(std::string_view bytes) {
   }
   for (std::uint64_t object = 0; object < objectCount; ++object) {
     const std::uint64_t offset = bigEndian(tableOffset + object * offsetSize, offsetSize);
-    if (offset < kHeader || offset >= tableOffset) return "The binary property list has a damaged offset table.";
+    if (offset < kHeader || offset >= tableOffset)
+      return "The binary property list has a damaged offset table.";
     const unsigned marker = byteAt(offset);
     const unsigned kind = marker >> 4;
     if (kind != 0x5 && kind != 0x6) continue;  // ASCII and UTF-16 strings only
@@ -188,12 +191,14 @@ std::string checkBinaryStrings(std::string_view bytes) {
         return "The binary property list has a damaged string length.";
       }
       const std::size_t width = std::size_t{1} << (byteAt(start) & 0x0F);
-      if (start + 1 + width > tableOffset) return "The binary property list has a damaged string length.";
+      if (start + 1 + width > tableOffset)
+        return "The binary property list has a damaged string length.";
       length = bigEndian(start + 1, width);
       start += 1 + width;
     }
     const std::uint64_t unitSize = kind == 0x6 ? 2 : 1;
-    if (length > (tableOffset - start) / unitSize) return "The binary property list has a string that runs past its end.";
+    if (length > (tableOffset - start) / unitSize)
+      return "The binary property list has a string that runs past its end.";
     for (std::uint64_t unit = 0; unit < length; ++unit) {
       const std::uint64_t at = start + unit * unitSize;
       if (byteAt(at) == 0 && (unitSize == 1 || byteAt(at + 1) == 0)) {
@@ -207,7 +212,7 @@ std::string checkBinaryStrings(std::string_view bytes) {
 // XML dates: whole seconds (rounded down), and only years 1000 to 9999, which the XML writer
 // prints as four digits.
 constexpr double kXmlEarliestDate = -30610224000.0 - kReferenceDateUnixOffset;  // 1000-01-01
-constexpr double kXmlLatestDate = 253402300799.0 - kReferenceDateUnixOffset;    // 9999-12-31 23:59:59
+constexpr double kXmlLatestDate = 253402300799.0 - kReferenceDateUnixOffset;  // 9999-12-31 23:59:59
 
 // ---- encoding ----
 
@@ -230,14 +235,16 @@ Result<PlistPtr> toPlist(const Value& value, PropertyListFormat format, int dept
       const std::uint64_t number = value.unsignedLongLongValue();
       if (number <= static_cast<std::uint64_t>(kInt64Max)) return PlistPtr(plist_new_uint(number));
       PlistPtr wide = wideIntegerNode(number);
-      if (!wide) return codingError("libplist could not make the integer " + std::to_string(number) + ".");
+      if (!wide)
+        return codingError("libplist could not make the integer " + std::to_string(number) + ".");
       return wide;
     }
     case Value::Kind::Real:
       return PlistPtr(plist_new_real(value.doubleValue()));
     case Value::Kind::Date: {
       const double seconds = value.asDate()->timeIntervalSinceReferenceDate();
-      if (!std::isfinite(seconds)) return codingError("A date that is not finite cannot be encoded.");
+      if (!std::isfinite(seconds))
+        return codingError("A date that is not finite cannot be encoded.");
       if (format == PropertyListFormat::Xml) {
         const double whole = std::floor(seconds);
         if (whole < kXmlEarliestDate || whole > kXmlLatestDate) {
@@ -245,7 +252,9 @@ Result<PlistPtr> toPlist(const Value& value, PropertyListFormat format, int dept
                              " is outside the years 1000 to 9999 that an XML property list holds.");
         }
         PlistPtr node = exactDateNode(whole);
-        if (!node) return codingError("libplist could not make the date " + value.asDate()->description() + ".");
+        if (!node)
+          return codingError("libplist could not make the date " + value.asDate()->description() +
+                             ".");
         return node;
       }
       // plist_new_date when its int32 seconds and microseconds rebuild the value exactly (it
@@ -255,10 +264,13 @@ Result<PlistPtr> toPlist(const Value& value, PropertyListFormat format, int dept
       if (whole >= std::numeric_limits<std::int32_t>::min() &&
           whole <= std::numeric_limits<std::int32_t>::max() && micro < 1e6 &&
           whole + micro / 1000000 == seconds) {
-        return PlistPtr(plist_new_date(static_cast<std::int32_t>(whole), static_cast<std::int32_t>(micro)));
+        return PlistPtr(
+            plist_new_date(static_cast<std::int32_t>(whole), static_cast<std::int32_t>(micro)));
       }
       PlistPtr exact = exactDateNode(seconds);
-      if (!exact) return codingError("libplist could not make the date " + value.asDate()->description() + ".");
+      if (!exact)
+        return codingError("libplist could not make the date " + value.asDate()->description() +
+                           ".");
       return exact;
     }
     case Value::Kind::Data: {

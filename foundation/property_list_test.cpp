@@ -57,8 +57,9 @@ TEST_P(PropertyListRoundTrip, BoolStaysBool) {
 }
 
 TEST_P(PropertyListRoundTrip, IntegersAreExactAndSigned) {
-  for (const std::int64_t number : {std::int64_t{0}, std::int64_t{1}, std::int64_t{-5}, std::int64_t{255},
-                                    std::int64_t{-129}, std::int64_t{1} << 40, kInt64Max, kInt64Min}) {
+  for (const std::int64_t number :
+       {std::int64_t{0}, std::int64_t{1}, std::int64_t{-5}, std::int64_t{255}, std::int64_t{-129},
+        std::int64_t{1} << 40, kInt64Max, kInt64Min}) {
     const Value back = roundTrip(Value::integer(number));
     EXPECT_EQ(back.kind(), Value::Kind::Integer) << number;
     EXPECT_EQ(back.integerValue(), number);
@@ -87,7 +88,8 @@ TEST_P(PropertyListRoundTrip, UnsignedAboveInt64MaxStaysUnsigned) {
 }
 
 TEST_P(PropertyListRoundTrip, RealStaysRealEvenWhenWhole) {
-  for (const double number : {3.0, 0.0, -2.5, 0.1, 1.0 / 3, 1e300, 5e-324, 123456789.12345679, HUGE_VAL, -HUGE_VAL}) {
+  for (const double number :
+       {3.0, 0.0, -2.5, 0.1, 1.0 / 3, 1e300, 5e-324, 123456789.12345679, HUGE_VAL, -HUGE_VAL}) {
     const Value back = roundTrip(Value::real(number));
     EXPECT_EQ(back.kind(), Value::Kind::Real) << number;
     EXPECT_EQ(back.doubleValue(), number);
@@ -96,8 +98,8 @@ TEST_P(PropertyListRoundTrip, RealStaysRealEvenWhenWhole) {
 }
 
 TEST_P(PropertyListRoundTrip, Strings) {
-  for (const char* text : {"", "plain", "caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80", "<&>\"'", "]]>",
-                           "  spaced\r\n\ttext  ", "\x01 control"}) {
+  for (const char* text : {"", "plain", "caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80", "<&>\"'",
+                           "]]>", "  spaced\r\n\ttext  ", "\x01 control"}) {
     const Value back = roundTrip(Value(text));
     ASSERT_EQ(back.kind(), Value::Kind::String) << text;
     EXPECT_EQ(*back.asString(), text);
@@ -123,13 +125,17 @@ TEST_P(PropertyListRoundTrip, EmptyContainers) {
 
 TEST_P(PropertyListRoundTrip, NestedContainersKeepEveryKind) {
   const Value value(Value::Dictionary{
-      {"subject", "\xc3\x9cn\xc3\xaf" "c\xc3\xb6" "d\xc3\xa9"},
+      {"subject",
+       "\xc3\x9cn\xc3\xaf"
+       "c\xc3\xb6"
+       "d\xc3\xa9"},
       {"rowid", Value::integer(42)},
       {"flag", Value::boolean(true)},
       {"score", Value::real(3.0)},
       {"when", Value(Date::withTimeIntervalSinceReferenceDate(800000000))},
       {"blob", Value::data({1, 2, 3})},
-      {"lists", Value::Array{Value::Array{"INBOX", "Sent"}, Value::Dictionary{{"deep", Value::integer(-7)}}}},
+      {"lists", Value::Array{Value::Array{"INBOX", "Sent"},
+                             Value::Dictionary{{"deep", Value::integer(-7)}}}},
       {"key with spaces & <marks>", "v"},
   });
   const Value back = roundTrip(value);
@@ -174,24 +180,25 @@ TEST(PropertyListDates, BinaryKeepsDatesBeyondTheInt32Range) {
 }
 
 TEST(PropertyListDates, XmlKeepsWholeSecondsRoundedDown) {
-  const std::pair<double, double> cases[] = {{0.5, 0.0}, {800000000.75, 800000000.0}, {-0.5, -1.0}, {-1.25, -2.0}};
+  const std::pair<double, double> cases[] = {
+      {0.5, 0.0}, {800000000.75, 800000000.0}, {-0.5, -1.0}, {-1.25, -2.0}};
   for (const auto& [seconds, expected] : cases) {
-    const Result<std::string> bytes =
-        encodePropertyList(Value(Date::withTimeIntervalSinceReferenceDate(seconds)), PropertyListFormat::Xml);
+    const Result<std::string> bytes = encodePropertyList(
+        Value(Date::withTimeIntervalSinceReferenceDate(seconds)), PropertyListFormat::Xml);
     ASSERT_TRUE(bytes.ok());
     const Result<Value> back = decodePropertyList(bytes.value());
     ASSERT_TRUE(back.ok());
     EXPECT_EQ(back.value().asDate()->timeIntervalSinceReferenceDate(), expected) << seconds;
   }
-  const Result<std::string> bytes = encodePropertyList(
-      Value(Date::withUnixTime(1795374313.75)), PropertyListFormat::Xml);
+  const Result<std::string> bytes =
+      encodePropertyList(Value(Date::withUnixTime(1795374313.75)), PropertyListFormat::Xml);
   ASSERT_TRUE(bytes.ok());
   EXPECT_NE(bytes.value().find("<date>2026-11-22T19:05:13Z</date>"), std::string::npos);
 }
 
 TEST(PropertyListDates, XmlHoldsTheYears1000To9999) {
-  const double first = -30610224000.0;   // 1000-01-01 00:00:00, Unix time
-  const double last = 253402300799.0;    // 9999-12-31 23:59:59
+  const double first = -30610224000.0;  // 1000-01-01 00:00:00, Unix time
+  const double last = 253402300799.0;   // 9999-12-31 23:59:59
   for (const double unixTime : {first, last}) {
     const Value value(Date::withUnixTime(unixTime));
     const Result<std::string> bytes = encodePropertyList(value, PropertyListFormat::Xml);
@@ -201,7 +208,8 @@ TEST(PropertyListDates, XmlHoldsTheYears1000To9999) {
     EXPECT_EQ(back.value(), value);
   }
   for (const double unixTime : {first - 1, last + 1}) {
-    const Result<std::string> bytes = encodePropertyList(Value(Date::withUnixTime(unixTime)), PropertyListFormat::Xml);
+    const Result<std::string> bytes =
+        encodePropertyList(Value(Date::withUnixTime(unixTime)), PropertyListFormat::Xml);
     ASSERT_FALSE(bytes.ok()) << unixTime;
     EXPECT_EQ(bytes.error().domain, kPropertyListErrorDomain);
     EXPECT_EQ(bytes.error().code, kPropertyListEncodingError);
@@ -223,17 +231,21 @@ TEST(PropertyListEncoding, NilCannotBeEncoded) {
 TEST(PropertyListEncoding, NonFiniteDatesAreRefused) {
   for (const double seconds : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
     EXPECT_FALSE(encodePropertyList(Value(Date::withTimeIntervalSinceReferenceDate(seconds)),
-                                    PropertyListFormat::Binary).ok());
+                                    PropertyListFormat::Binary)
+                     .ok());
   }
 }
 
 TEST(PropertyListEncoding, TextThatLibplistWouldAlterIsRefused) {
-  for (const std::string& bad : {std::string("a\0b", 3), std::string("\xff\xfe"), std::string("a\xc3"),
-                                 std::string("\xed\xa0\x80"), std::string("\xc0\x80")}) {
+  for (const std::string& bad :
+       {std::string("a\0b", 3), std::string("\xff\xfe"), std::string("a\xc3"),
+        std::string("\xed\xa0\x80"), std::string("\xc0\x80")}) {
     for (const auto format : {PropertyListFormat::Binary, PropertyListFormat::Xml}) {
       EXPECT_FALSE(encodePropertyList(Value(bad), format).ok());
       // Deep inside a container and as a key, too.
-      EXPECT_FALSE(encodePropertyList(Value(Value::Array{Value::Dictionary{{"k", Value(bad)}}}), format).ok());
+      EXPECT_FALSE(
+          encodePropertyList(Value(Value::Array{Value::Dictionary{{"k", Value(bad)}}}), format)
+              .ok());
       EXPECT_FALSE(encodePropertyList(Value(Value::Dictionary{{bad, "v"}}), format).ok());
     }
   }
@@ -302,7 +314,8 @@ std::string binaryWithKey(std::string_view keyObject) {
 
 TEST(PropertyListDecoding, OtherWritersEncodings) {
   // A 4-byte real, a 1-byte integer, a keyed-archiver UID.
-  Result<Value> back = decodePropertyList(binaryPropertyList({std::string_view("\x22\x3f\xc0\x00\x00", 5)}));
+  Result<Value> back =
+      decodePropertyList(binaryPropertyList({std::string_view("\x22\x3f\xc0\x00\x00", 5)}));
   ASSERT_TRUE(back.ok());
   EXPECT_EQ(back.value().kind(), Value::Kind::Real);
   EXPECT_EQ(back.value().doubleValue(), 1.5);
@@ -316,14 +329,20 @@ TEST(PropertyListDecoding, OtherWritersEncodings) {
 }
 
 TEST(PropertyListDecoding, HandMadeBinaryIsRead) {
-  const Result<Value> back = decodePropertyList(binaryWithKey(std::string("\x53" "a-b", 4)));
+  const Result<Value> back =
+      decodePropertyList(binaryWithKey(std::string("\x53"
+                                                   "a-b",
+                                                   4)));
   ASSERT_TRUE(back.ok()) << back.error().description();
   EXPECT_EQ(back.value(), Value(Value::Dictionary{{"a-b", Value::boolean(true)}}));
 }
 
 TEST(PropertyListDecoding, KeysWithNulAreAnErrorNotAnAbort) {
   // libplist 2.2 would fail an assertion on these and abort the process.
-  expectDecodingError(binaryWithKey(std::string("\x53" "a\0b", 4)));
+  expectDecodingError(
+      binaryWithKey(std::string("\x53"
+                                "a\0b",
+                                4)));
   expectDecodingError(binaryWithKey(std::string("\x62\x00\x61\x00\x00", 5)));  // UTF-16 "a\0"
 }
 
@@ -362,7 +381,8 @@ TEST(PropertyListDecoding, RandomBytesNeverCrash) {
     std::string bytes = sample.value();
     // Flip a few bytes of a valid file, so that the reader gets past the header.
     const int flips = 1 + static_cast<int>(random() % 4);
-    for (int i = 0; i < flips; ++i) bytes[random() % bytes.size()] = static_cast<char>(random() % 256);
+    for (int i = 0; i < flips; ++i)
+      bytes[random() % bytes.size()] = static_cast<char>(random() % 256);
     const Result<Value> result = decodePropertyList(bytes);
     if (!result.ok()) {
       EXPECT_EQ(result.error().domain, kPropertyListErrorDomain);

@@ -1,11 +1,11 @@
 #include "foundation/value.hpp"
 
+#include <locale.h>
 #include <charconv>
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
-#include <locale.h>
 
 namespace trovadex::foundation {
 namespace {
@@ -58,8 +58,8 @@ ParsedInteger parseInteger(std::string_view text) {
   }
   for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
     const auto digit = static_cast<std::uint64_t>(text[i] - '0');
-    parsed.magnitude = parsed.magnitude > (kUInt64Max - digit) / 10 ? kUInt64Max
-                                                                     : parsed.magnitude * 10 + digit;
+    parsed.magnitude =
+        parsed.magnitude > (kUInt64Max - digit) / 10 ? kUInt64Max : parsed.magnitude * 10 + digit;
   }
   return parsed;
 }
@@ -155,22 +155,30 @@ bool equalNumbers(const Number& a, const Number& b) {
   switch (a.form) {
     case Form::Signed:
       switch (b.form) {
-        case Form::Signed: return a.signedValue == b.signedValue;
-        case Form::Unsigned: return equalSignedUnsigned(a.signedValue, b.unsignedValue);
-        case Form::Real: return equalRealSigned(b.realValue, a.signedValue);
+        case Form::Signed:
+          return a.signedValue == b.signedValue;
+        case Form::Unsigned:
+          return equalSignedUnsigned(a.signedValue, b.unsignedValue);
+        case Form::Real:
+          return equalRealSigned(b.realValue, a.signedValue);
       }
       break;
     case Form::Unsigned:
       switch (b.form) {
-        case Form::Signed: return equalSignedUnsigned(b.signedValue, a.unsignedValue);
-        case Form::Unsigned: return a.unsignedValue == b.unsignedValue;
-        case Form::Real: return equalRealUnsigned(b.realValue, a.unsignedValue);
+        case Form::Signed:
+          return equalSignedUnsigned(b.signedValue, a.unsignedValue);
+        case Form::Unsigned:
+          return a.unsignedValue == b.unsignedValue;
+        case Form::Real:
+          return equalRealUnsigned(b.realValue, a.unsignedValue);
       }
       break;
     case Form::Real:
       switch (b.form) {
-        case Form::Signed: return equalRealSigned(a.realValue, b.signedValue);
-        case Form::Unsigned: return equalRealUnsigned(a.realValue, b.unsignedValue);
+        case Form::Signed:
+          return equalRealSigned(a.realValue, b.signedValue);
+        case Form::Unsigned:
+          return equalRealUnsigned(a.realValue, b.unsignedValue);
         // NaN equals NaN, so that a value always equals itself (as CFNumber compares).
         case Form::Real:
           return a.realValue == b.realValue || (std::isnan(a.realValue) && std::isnan(b.realValue));
@@ -180,7 +188,9 @@ bool equalNumbers(const Number& a, const Number& b) {
   return false;
 }
 
-void appendSpaces(std::string& out, int indent) { out.append(static_cast<std::size_t>(indent) * 4, ' '); }
+void appendSpaces(std::string& out, int indent) {
+  out.append(static_cast<std::size_t>(indent) * 4, ' ');
+}
 
 // Strings inside containers are quoted unless they consist only of [A-Za-z0-9_$./:] (and are not
 // empty). Inside the quotes, '"' and '\' are escaped with a backslash, newline, tab and carriage
@@ -313,16 +323,26 @@ Value Value::data(Bytes bytes) {
 
 Value::Kind Value::kind() const {
   switch (storage_.index()) {
-    case 1: return Kind::String;
-    case 2: return Kind::Bool;
-    case 3: return Kind::Integer;
-    case 4: return Kind::Unsigned;
-    case 5: return Kind::Real;
-    case 6: return Kind::Date;
-    case 7: return Kind::Data;
-    case 8: return Kind::Array;
-    case 9: return Kind::Dictionary;
-    default: return Kind::Nil;
+    case 1:
+      return Kind::String;
+    case 2:
+      return Kind::Bool;
+    case 3:
+      return Kind::Integer;
+    case 4:
+      return Kind::Unsigned;
+    case 5:
+      return Kind::Real;
+    case 6:
+      return Kind::Date;
+    case 7:
+      return Kind::Data;
+    case 8:
+      return Kind::Array;
+    case 9:
+      return Kind::Dictionary;
+    default:
+      return Kind::Nil;
   }
 }
 
@@ -352,49 +372,72 @@ const Date* Value::asDate() const { return std::get_if<Date>(&storage_); }
 
 bool Value::boolValue() const {
   switch (kind()) {
-    case Kind::Bool: return std::get<bool>(storage_);
-    case Kind::Integer: return std::get<std::int64_t>(storage_) != 0;
-    case Kind::Unsigned: return std::get<std::uint64_t>(storage_) != 0;
-    case Kind::Real: return std::get<double>(storage_) != 0;  // NaN reads as true, "not zero"
-    case Kind::String: return stringBool(std::get<std::string>(storage_));
-    default: return false;
+    case Kind::Bool:
+      return std::get<bool>(storage_);
+    case Kind::Integer:
+      return std::get<std::int64_t>(storage_) != 0;
+    case Kind::Unsigned:
+      return std::get<std::uint64_t>(storage_) != 0;
+    case Kind::Real:
+      return std::get<double>(storage_) != 0;  // NaN reads as true, "not zero"
+    case Kind::String:
+      return stringBool(std::get<std::string>(storage_));
+    default:
+      return false;
   }
 }
 
 std::int64_t Value::integerValue() const {
   switch (kind()) {
-    case Kind::Bool: return std::get<bool>(storage_) ? 1 : 0;
-    case Kind::Integer: return std::get<std::int64_t>(storage_);
+    case Kind::Bool:
+      return std::get<bool>(storage_) ? 1 : 0;
+    case Kind::Integer:
+      return std::get<std::int64_t>(storage_);
     case Kind::Unsigned: {
       const std::uint64_t number = std::get<std::uint64_t>(storage_);
       return number > static_cast<std::uint64_t>(kInt64Max) ? kInt64Max
                                                             : static_cast<std::int64_t>(number);
     }
-    case Kind::Real: return realToInteger(std::get<double>(storage_));
-    case Kind::String: return stringInteger(std::get<std::string>(storage_));
-    default: return 0;
+    case Kind::Real:
+      return realToInteger(std::get<double>(storage_));
+    case Kind::String:
+      return stringInteger(std::get<std::string>(storage_));
+    default:
+      return 0;
   }
 }
 
 std::uint64_t Value::unsignedLongLongValue() const {
   switch (kind()) {
-    case Kind::Bool: return std::get<bool>(storage_) ? 1 : 0;
-    case Kind::Integer: return static_cast<std::uint64_t>(std::get<std::int64_t>(storage_));
-    case Kind::Unsigned: return std::get<std::uint64_t>(storage_);
-    case Kind::Real: return realToUnsigned(std::get<double>(storage_));
-    case Kind::String: return stringUnsigned(std::get<std::string>(storage_));
-    default: return 0;
+    case Kind::Bool:
+      return std::get<bool>(storage_) ? 1 : 0;
+    case Kind::Integer:
+      return static_cast<std::uint64_t>(std::get<std::int64_t>(storage_));
+    case Kind::Unsigned:
+      return std::get<std::uint64_t>(storage_);
+    case Kind::Real:
+      return realToUnsigned(std::get<double>(storage_));
+    case Kind::String:
+      return stringUnsigned(std::get<std::string>(storage_));
+    default:
+      return 0;
   }
 }
 
 double Value::doubleValue() const {
   switch (kind()) {
-    case Kind::Bool: return std::get<bool>(storage_) ? 1.0 : 0.0;
-    case Kind::Integer: return static_cast<double>(std::get<std::int64_t>(storage_));
-    case Kind::Unsigned: return static_cast<double>(std::get<std::uint64_t>(storage_));
-    case Kind::Real: return std::get<double>(storage_);
-    case Kind::String: return stringDouble(std::get<std::string>(storage_));
-    default: return 0;
+    case Kind::Bool:
+      return std::get<bool>(storage_) ? 1.0 : 0.0;
+    case Kind::Integer:
+      return static_cast<double>(std::get<std::int64_t>(storage_));
+    case Kind::Unsigned:
+      return static_cast<double>(std::get<std::uint64_t>(storage_));
+    case Kind::Real:
+      return std::get<double>(storage_);
+    case Kind::String:
+      return stringDouble(std::get<std::string>(storage_));
+    default:
+      return 0;
   }
 }
 
@@ -423,8 +466,12 @@ bool Value::isEqual(const Value& other) const {
     auto number = [](const Value& v) {
       Number n{Number::Form::Signed};
       switch (v.kind()) {
-        case Kind::Bool: n.signedValue = std::get<bool>(v.storage_) ? 1 : 0; break;
-        case Kind::Integer: n.signedValue = std::get<std::int64_t>(v.storage_); break;
+        case Kind::Bool:
+          n.signedValue = std::get<bool>(v.storage_) ? 1 : 0;
+          break;
+        case Kind::Integer:
+          n.signedValue = std::get<std::int64_t>(v.storage_);
+          break;
         case Kind::Unsigned:
           n.form = Number::Form::Unsigned;
           n.unsignedValue = std::get<std::uint64_t>(v.storage_);
@@ -441,10 +488,14 @@ bool Value::isEqual(const Value& other) const {
   const Kind k = kind();
   if (k != other.kind()) return false;
   switch (k) {
-    case Kind::Nil: return true;
-    case Kind::String: return std::get<std::string>(storage_) == std::get<std::string>(other.storage_);
-    case Kind::Date: return std::get<Date>(storage_) == std::get<Date>(other.storage_);
-    case Kind::Data: return *asData() == *other.asData();
+    case Kind::Nil:
+      return true;
+    case Kind::String:
+      return std::get<std::string>(storage_) == std::get<std::string>(other.storage_);
+    case Kind::Date:
+      return std::get<Date>(storage_) == std::get<Date>(other.storage_);
+    case Kind::Data:
+      return *asData() == *other.asData();
     case Kind::Array: {
       const Array& a = *asArray();
       const Array& b = *other.asArray();
@@ -465,7 +516,8 @@ bool Value::isEqual(const Value& other) const {
       }
       return true;
     }
-    default: return false;
+    default:
+      return false;
   }
 }
 
@@ -479,7 +531,9 @@ std::string Value::description() const {
 // opening bracket, exactly as the platform lays out nested collections.
 void Value::describeInto(std::string& out, int indent) const {
   switch (kind()) {
-    case Kind::Nil: out += "(null)"; return;
+    case Kind::Nil:
+      out += "(null)";
+      return;
     case Kind::String:
       // Only elements of containers are described at a level above 0; they are quoted as needed.
       if (indent > 0) {
@@ -488,10 +542,18 @@ void Value::describeInto(std::string& out, int indent) const {
         out += std::get<std::string>(storage_);
       }
       return;
-    case Kind::Bool: out += std::get<bool>(storage_) ? '1' : '0'; return;
-    case Kind::Integer: out += std::to_string(std::get<std::int64_t>(storage_)); return;
-    case Kind::Unsigned: out += std::to_string(std::get<std::uint64_t>(storage_)); return;
-    case Kind::Real: out += realDescription(std::get<double>(storage_)); return;
+    case Kind::Bool:
+      out += std::get<bool>(storage_) ? '1' : '0';
+      return;
+    case Kind::Integer:
+      out += std::to_string(std::get<std::int64_t>(storage_));
+      return;
+    case Kind::Unsigned:
+      out += std::to_string(std::get<std::uint64_t>(storage_));
+      return;
+    case Kind::Real:
+      out += realDescription(std::get<double>(storage_));
+      return;
     case Kind::Date:
       if (indent > 0) {
         appendQuotedIfNeeded(out, std::get<Date>(storage_).description());

@@ -35,12 +35,12 @@ class Value {
 
   // Strings and containers convert implicitly, so that literals read naturally:
   // Value::Dictionary{{"uniqueName", "q1"}}. Nil elements and entries are dropped.
-  Value(std::string text);          // NOLINT(google-explicit-constructor)
-  Value(std::string_view text);     // NOLINT(google-explicit-constructor)
-  Value(const char* text);          // NOLINT(google-explicit-constructor); nullptr gives nil
-  Value(Array elements);            // NOLINT(google-explicit-constructor)
-  Value(Dictionary entries);        // NOLINT(google-explicit-constructor)
-  Value(Date date);                 // NOLINT(google-explicit-constructor)
+  Value(std::string text);       // NOLINT(google-explicit-constructor)
+  Value(std::string_view text);  // NOLINT(google-explicit-constructor)
+  Value(const char* text);       // NOLINT(google-explicit-constructor); nullptr gives nil
+  Value(Array elements);         // NOLINT(google-explicit-constructor)
+  Value(Dictionary entries);     // NOLINT(google-explicit-constructor)
+  Value(Date date);              // NOLINT(google-explicit-constructor)
 
   // Numbers, booleans and data are made explicitly, so that no overload guesses a kind.
   static Value boolean(bool flag);

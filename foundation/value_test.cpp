@@ -104,7 +104,8 @@ TEST(ValueEquality, NumberComparisonsAreExactAtTheEdges) {
   EXPECT_NE(Value::unsignedInteger(kUInt64Max), Value::integer(-1));
   EXPECT_NE(Value::integer(-1), Value::unsignedInteger(kUInt64Max));
   EXPECT_EQ(Value::unsignedInteger(kInt64Max), Value::integer(kInt64Max));
-  EXPECT_NE(Value::unsignedInteger(static_cast<std::uint64_t>(kInt64Max) + 1), Value::integer(kInt64Min));
+  EXPECT_NE(Value::unsignedInteger(static_cast<std::uint64_t>(kInt64Max) + 1),
+            Value::integer(kInt64Min));
   // 2^63 as a double is not INT64_MAX, although a careless conversion would say so.
   EXPECT_NE(Value::real(9223372036854775808.0), Value::integer(kInt64Max));
   EXPECT_EQ(Value::real(9223372036854775808.0), Value::unsignedInteger(9223372036854775808ull));
@@ -144,10 +145,14 @@ TEST(ValueEquality, OtherKinds) {
 }
 
 TEST(ValueEquality, ContainersCompareDeeply) {
-  const Value a(Value::Dictionary{{"list", Value::Array{Value::integer(1), "x"}}, {"flag", Value::boolean(true)}});
-  const Value b(Value::Dictionary{{"list", Value::Array{Value::real(1.0), "x"}}, {"flag", Value::integer(1)}});
-  const Value c(Value::Dictionary{{"list", Value::Array{Value::integer(1), "y"}}, {"flag", Value::boolean(true)}});
-  const Value d(Value::Dictionary{{"list", Value::Array{Value::integer(1), "x"}}, {"other", Value::boolean(true)}});
+  const Value a(Value::Dictionary{{"list", Value::Array{Value::integer(1), "x"}},
+                                  {"flag", Value::boolean(true)}});
+  const Value b(Value::Dictionary{{"list", Value::Array{Value::real(1.0), "x"}},
+                                  {"flag", Value::integer(1)}});
+  const Value c(Value::Dictionary{{"list", Value::Array{Value::integer(1), "y"}},
+                                  {"flag", Value::boolean(true)}});
+  const Value d(Value::Dictionary{{"list", Value::Array{Value::integer(1), "x"}},
+                                  {"other", Value::boolean(true)}});
   EXPECT_EQ(a, b);
   EXPECT_NE(a, c);
   EXPECT_NE(a, d);
@@ -169,12 +174,12 @@ TEST(ValueReadings, BoolValueOfNumbersIsNotZero) {
 }
 
 TEST(ValueReadings, BoolValueOfStringsFollowsThePlatform) {
-  for (const char* yes : {"YES", "yes", "  yes", "\t\n y", "Y", "true", "T", "tomato", "1", "9", "007",
-                          "01", "-3", "+1", "  42abc", "-007"}) {
+  for (const char* yes : {"YES", "yes", "  yes", "\t\n y", "Y", "true", "T", "tomato", "1", "9",
+                          "007", "01", "-3", "+1", "  42abc", "-007"}) {
     EXPECT_TRUE(str(yes).boolValue()) << yes;
   }
-  for (const char* no : {"", "   ", "0", "000", "no", "NO", "false", "abc", "-0", "+", "- 1", " x1",
-                         "0.5", "N"}) {
+  for (const char* no :
+       {"", "   ", "0", "000", "no", "NO", "false", "abc", "-0", "+", "- 1", " x1", "0.5", "N"}) {
     EXPECT_FALSE(str(no).boolValue()) << no;
   }
   // Zeros are skipped, then a '.' is no digit 1-9.
@@ -285,7 +290,8 @@ TEST(ValueDescription, RealsUseTheShortestRoundTripForm) {
 }
 
 TEST(ValueDescription, Dates) {
-  EXPECT_EQ(Value(Date::withTimeIntervalSinceReferenceDate(0)).description(), "2001-01-01 00:00:00 +0000");
+  EXPECT_EQ(Value(Date::withTimeIntervalSinceReferenceDate(0)).description(),
+            "2001-01-01 00:00:00 +0000");
   EXPECT_EQ(Value(Date::withUnixTime(1795374313.75)).description(), "2026-11-22 19:05:13 +0000");
   // Whole seconds are taken by rounding down, also before the epoch.
   EXPECT_EQ(Date::withUnixTime(-0.5).description(), "1969-12-31 23:59:59 +0000");
@@ -309,19 +315,22 @@ TEST(ValueDescription, FlatContainers) {
   EXPECT_EQ(Value(Value::Dictionary{}).description(), "{}");
   EXPECT_EQ(Value(Value::Array{"a", "b"}).description(), "(\n    a,\n    b\n)");
   EXPECT_EQ(Value(Value::Dictionary{{"key", "value"}}).description(), "{\n    key = value;\n}");
-  EXPECT_EQ(Value(Value::Array{Value::integer(-1), Value::real(0.5), Value::boolean(true), Value::data({1})})
+  EXPECT_EQ(Value(Value::Array{Value::integer(-1), Value::real(0.5), Value::boolean(true),
+                               Value::data({1})})
                 .description(),
             "(\n    -1,\n    0.5,\n    1,\n    <01>\n)");
 }
 
 TEST(ValueDescription, DictionariesListKeysInOrder) {
-  const Value dictionary(Value::Dictionary{{"b", Value::integer(2)}, {"a", Value::integer(1)}, {"C", "3"}});
+  const Value dictionary(
+      Value::Dictionary{{"b", Value::integer(2)}, {"a", Value::integer(1)}, {"C", "3"}});
   EXPECT_EQ(dictionary.description(), "{\n    C = 3;\n    a = 1;\n    b = 2;\n}");
 }
 
 TEST(ValueDescription, StringsInContainersAreQuotedUnlessPlain) {
-  const Value array(Value::Array{"plain_$./:AZaz09", "", "two words", "a-b", "q\"uote", "back\\slash",
-                                 "line\nbreak", "tab\there", "caf\xc3\xa9", "\xf0\x9f\x98\x80", "50%"});
+  const Value array(Value::Array{"plain_$./:AZaz09", "", "two words", "a-b", "q\"uote",
+                                 "back\\slash", "line\nbreak", "tab\there", "caf\xc3\xa9",
+                                 "\xf0\x9f\x98\x80", "50%"});
   EXPECT_EQ(array.description(),
             "(\n"
             "    plain_$./:AZaz09,\n"
@@ -402,7 +411,8 @@ TEST(ValueDateAndClock, SystemClockIsNearTheRealTime) {
 
 TEST(ValueErrorDescription, LooksLikeThePlatformsError) {
   const Error error{"CSSearchQueryErrorDomain", -2003, "The query was cancelled."};
-  EXPECT_EQ(error.description(), "Error Domain=CSSearchQueryErrorDomain Code=-2003 \"The query was cancelled.\"");
+  EXPECT_EQ(error.description(),
+            "Error Domain=CSSearchQueryErrorDomain Code=-2003 \"The query was cancelled.\"");
   EXPECT_EQ(Error{}.description(), "Error Domain= Code=0 \"\"");
 }
 

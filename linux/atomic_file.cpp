@@ -83,7 +83,8 @@ Status writeFileAtomically(const std::string& path, std::string_view bytes, bool
   if (file.fd < 0) return posixError(errno, "Could not create a file in " + folder);
 
   Status status = writeAll(file.fd, bytes, path);
-  if (status && syncToDisk && ::fsync(file.fd) != 0) status = posixError(errno, "Could not sync " + path);
+  if (status && syncToDisk && ::fsync(file.fd) != 0)
+    status = posixError(errno, "Could not sync " + path);
   if (status && ::close(file.release()) != 0) status = posixError(errno, "Could not write " + path);
   if (status && ::rename(temporary.c_str(), path.c_str()) != 0) {
     status = posixError(errno, "Could not replace " + path);

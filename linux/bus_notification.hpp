@@ -35,8 +35,8 @@ foundation::Result<GVariantPtr> encodeNotificationBody(const foundation::Value& 
                                                        const foundation::Value& userInfo);
 
 struct NotificationBody {
-  foundation::Value object;    // a string, or nil for the empty string
-  foundation::Value userInfo;  // a dictionary, or nil when the body's dictionary is empty
+  foundation::Value object;           // a string, or nil for the empty string
+  foundation::Value userInfo;         // a dictionary, or nil when the body's dictionary is empty
   std::vector<std::string> problems;  // the parts of userInfo that were dropped
 };
 

@@ -60,8 +60,9 @@ void DefaultsFile::load() {
   const std::string aside = path_ + ".unreadable";
   std::rename(path_.c_str(), aside.c_str());
   if (console_) {
-    console_->writeLine("User defaults: " + path_ + " is not a property-list dictionary; moved to " +
-                        aside + " and starting empty");
+    console_->writeLine("User defaults: " + path_ +
+                        " is not a property-list dictionary; moved to " + aside +
+                        " and starting empty");
   }
 }
 

@@ -73,8 +73,7 @@ void DesktopWorkspace::onNameOwnerChanged(GDBusConnection*, const gchar*, const 
     // Only the loss of the last owner is a termination; a queued owner taking over is not.
     if (newOwner[0] != '\0' || !hasDesktopEntry(name)) return;
     platform::Notification notification{
-        std::string(platform::kWorkspaceDidTerminateApplicationNotification),
-        Value(),
+        std::string(platform::kWorkspaceDidTerminateApplicationNotification), Value(),
         Value(Value::Dictionary{
             {std::string(platform::kApplicationBundleIdentifierKey), Value(name)}}),
         std::make_shared<DesktopRunningApplication>(name, oldOwner)};
@@ -103,8 +102,8 @@ DesktopWorkspace::runningApplicationsWithBundleIdentifier(const std::string& bun
     const bool unowned =
         remote && std::string(remote.get()) == "org.freedesktop.DBus.Error.NameHasNoOwner";
     if (!unowned && console_) {
-      console_->writeLine(
-          busError(error, "Could not ask the bus who runs " + bundleIdentifier).localizedDescription);
+      console_->writeLine(busError(error, "Could not ask the bus who runs " + bundleIdentifier)
+                              .localizedDescription);
     }
     return running;
   }

@@ -99,7 +99,8 @@ class UnusablePasteboard final : public platform::Pasteboard {
 FolderPasteboardServer::FolderPasteboardServer(PasteboardFolder folder,
                                                std::shared_ptr<platform::Console> console)
     : folder_(std::make_shared<const PasteboardFolder>(std::move(folder))),
-      console_(std::move(console)), random_(std::random_device{}()) {}
+      console_(std::move(console)),
+      random_(std::random_device{}()) {}
 
 std::size_t FolderPasteboardServer::removeStaleFolders() {
   const auto removed = folder_->removeStaleFolders(processIsAlive);
@@ -114,8 +115,8 @@ std::size_t FolderPasteboardServer::removeStaleFolders() {
 std::shared_ptr<platform::Pasteboard> FolderPasteboardServer::pasteboardWithUniqueName() {
   std::lock_guard lock(mutex_);
   for (;;) {
-    std::string name = makeUniquePasteboardName(::getpid(), nextCounter_++,
-                                                static_cast<std::uint32_t>(random_()));
+    std::string name =
+        makeUniquePasteboardName(::getpid(), nextCounter_++, static_cast<std::uint32_t>(random_()));
     // A folder of that name on disk belongs to someone else, even when no handle is live here.
     if (::access(folder_->pathOf(name).c_str(), F_OK) == 0) continue;
     auto& slot = live_[name];

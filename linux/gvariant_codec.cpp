@@ -57,8 +57,7 @@ class Encoder {
         const Value::Bytes& bytes = *value.asData();
         static const guint8 kNoBytes = 0;
         return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE,
-                                         bytes.empty() ? &kNoBytes : bytes.data(), bytes.size(),
-                                         1);
+                                         bytes.empty() ? &kNoBytes : bytes.data(), bytes.size(), 1);
       }
       case Value::Kind::Array:
         return encodeArray(*value.asArray(), depth + 1);
@@ -200,8 +199,8 @@ class Decoder {
                             g_variant_type_equal(keyType, G_VARIANT_TYPE_OBJECT_PATH) ||
                             g_variant_type_equal(keyType, G_VARIANT_TYPE_SIGNATURE);
     if (!stringKeys) {
-      return drop(where, "a dictionary of type " + typeString(dictionary) +
-                             " does not have string keys");
+      return drop(where,
+                  "a dictionary of type " + typeString(dictionary) + " does not have string keys");
     }
     Value::Dictionary entries;
     const gsize count = g_variant_n_children(dictionary);

@@ -16,8 +16,8 @@ using foundation::Value;
 // Reads a GVariant from its text form, as `gdbus` would send it.
 GVariantPtr parse(const char* type, const char* text) {
   GError* error = nullptr;
-  GVariant* parsed = g_variant_parse(type ? G_VARIANT_TYPE(type) : nullptr, text, nullptr,
-                                     nullptr, &error);
+  GVariant* parsed =
+      g_variant_parse(type ? G_VARIANT_TYPE(type) : nullptr, text, nullptr, nullptr, &error);
   if (error != nullptr) {
     ADD_FAILURE() << error->message;
     g_error_free(error);
@@ -140,7 +140,9 @@ TEST(GVariantCodec, RepairsTextThatIsNotValidUtf8) {
   const std::string broken = std::string("a\xff") + '\0' + "b";
   const Value decoded = roundTrip(Value(Value::Dictionary{{broken, Value(broken)}}));
   ASSERT_EQ(decoded.count(), 1u);
-  const std::string repaired = "a\xEF\xBF\xBD\xEF\xBF\xBD" "b";  // two U+FFFD
+  const std::string repaired =
+      "a\xEF\xBF\xBD\xEF\xBF\xBD"
+      "b";  // two U+FFFD
   EXPECT_EQ(decoded[repaired], Value(repaired));
 }
 

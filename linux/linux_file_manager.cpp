@@ -46,9 +46,9 @@ Result<std::string> LinuxFileManager::trashItemAtPath(const std::string& path) {
   const gboolean trashed = g_file_trash(file.get(), nullptr, &error);
   GErrorPtr owned(error);
   if (!trashed) {
-    return Error{g_quark_to_string(error->domain), error->code,
-                 "\"" + displayNameAtPath(path) + "\" couldn't be moved to the Trash: " +
-                     error->message};
+    return Error{
+        g_quark_to_string(error->domain), error->code,
+        "\"" + displayNameAtPath(path) + "\" couldn't be moved to the Trash: " + error->message};
   }
   if (auto location = findTrashedItem(canonical ? canonical.get() : path)) return *location;
   return Error{kPosixErrorDomain, ENOENT,

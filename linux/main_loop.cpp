@@ -33,8 +33,7 @@ void MainLoop::run() { g_main_loop_run(loop_.get()); }
 
 void MainLoop::quit() { g_main_loop_quit(loop_.get()); }
 
-bool MainLoop::iterateUntil(const std::function<bool()>& done,
-                            std::chrono::milliseconds timeout) {
+bool MainLoop::iterateUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   // A timer source wakes the blocking iteration when the deadline passes.
   bool expired = false;

@@ -29,8 +29,8 @@ std::string timestamp(const char* format, bool milliseconds) {
     const auto millis =
         std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() %
         1000;
-    length += static_cast<std::size_t>(
-        std::snprintf(text + length, sizeof text - length, ".%03lld", static_cast<long long>(millis)));
+    length += static_cast<std::size_t>(std::snprintf(text + length, sizeof text - length, ".%03lld",
+                                                     static_cast<long long>(millis)));
   }
   return std::string(text, length);
 }

@@ -39,8 +39,8 @@ class ThreadPool {
   std::deque<std::function<void()>> queue_;  // Guarded by mutex_.
   bool stopping_ = false;                    // Guarded by mutex_.
 
-  std::mutex joinMutex_;               // Serialises shutdown() callers.
-  std::vector<std::thread> workers_;   // Guarded by joinMutex_ after construction.
+  std::mutex joinMutex_;              // Serialises shutdown() callers.
+  std::vector<std::thread> workers_;  // Guarded by joinMutex_ after construction.
 };
 
 }  // namespace trovadex::linux_platform

@@ -92,7 +92,7 @@ std::optional<std::string> findTrashedItem(const std::string& originalPath) {
       const std::string info = candidate.trash + "/info/" + name + ".trashinfo";
       struct stat status {};
       if (::stat(info.c_str(), &status) != 0) break;  // GIO fills the first free counter
-      const struct timespec when = status.st_mtim;  // when the record was written
+      const struct timespec when = status.st_mtim;    // when the record was written
       if (recordedPath(info, candidate.top) != originalPath) continue;
       const std::string item = candidate.trash + "/files/" + name;
       if (::lstat(item.c_str(), &status) != 0) continue;

@@ -54,7 +54,11 @@ constexpr std::array<std::pair<std::string_view, MessageFlag>, 3> kFlagAttribute
 
 // Account types by mailbox URL scheme.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kAccountTypes{{
-    {"local", "Local"}, {"imap", "IMAP"}, {"pop", "POP"}, {"ews", "Exchange"}, {"smtp", "SMTP"},
+    {"local", "Local"},
+    {"imap", "IMAP"},
+    {"pop", "POP"},
+    {"ews", "Exchange"},
+    {"smtp", "SMTP"},
 }};
 
 Value dateValue(double unixSeconds) { return Value(foundation::Date::withUnixTime(unixSeconds)); }
@@ -214,7 +218,8 @@ void addFileFacts(AttributeWriter& out, const MessageFileFacts& facts) {
   out.setText("kMDItemFSName", facts.fileName);
   out.setText("_kMDItemFileName", facts.fileName);
   out.setText("_kMDItemDisplayNameWithExtensions", facts.fileName);
-  out.set("kMDItemFSInvisible", Value::boolean(!facts.fileName.empty() && facts.fileName[0] == '.'));
+  out.set("kMDItemFSInvisible",
+          Value::boolean(!facts.fileName.empty() && facts.fileName[0] == '.'));
   out.set("kMDItemFSSize", Value::integer(facts.size));
   out.set("kMDItemLogicalSize", Value::integer(facts.size));
   out.set("kMDItemPhysicalSize", Value::integer(facts.allocatedSize));

@@ -24,7 +24,7 @@ struct MessageFileFacts {
   std::int64_t size = 0;
   std::int64_t allocatedSize = 0;
   double modificationTime = 0;
-  double creationTime = 0;  // birth time where the file system keeps one, else modification
+  double creationTime = 0;          // birth time where the file system keeps one, else modification
   std::int64_t fileIdentifier = 0;  // inode number
   std::int64_t ownerUserID = 0;
   std::int64_t ownerGroupID = 0;

@@ -13,35 +13,96 @@ namespace {
 using foundation::Value;
 
 // The attribute names a found message may carry back to the plug-in.
-const std::set<std::string> kFetchedNames = {
-    ":MD:DeviceId", ":MD:kMDItemPath", "com_apple_mail_dateReceived", "com_apple_mail_flagged",
-    "com_apple_mail_gmailLabels", "com_apple_mail_messageID", "com_apple_mail_priority",
-    "com_apple_mail_read", "com_apple_mail_repliedTo", "com_apple_metadata_modtime",
-    "kMDItemAdditionalRecipientPersons", "kMDItemAdditionalRecipients", "kMDItemAuthorAddresses",
-    "kMDItemAuthorEmailAddresses", "kMDItemAuthorPersons", "kMDItemAuthors",
-    "kMDItemContentCreationDate", "kMDItemContentModificationDate", "kMDItemContentType",
-    "kMDItemContentTypeTree", "kMDItemDateAdded", "kMDItemDisplayName", "kMDItemDocumentIdentifier",
-    "kMDItemEmailHeadersDictionary", "kMDItemFileIdentifier", "kMDItemFSContentChangeDate",
-    "kMDItemFSCreationDate", "kMDItemFSCreatorCode", "kMDItemFSFinderFlags",
-    "kMDItemFSHasCustomIcon", "kMDItemFSInvisible", "kMDItemFSIsExtensionHidden",
-    "kMDItemFSIsStationery", "kMDItemFSLabel", "kMDItemFSName", "kMDItemFSOwnerGroupID",
-    "kMDItemFSOwnerUserID", "kMDItemFSSize", "kMDItemFSTypeCode",
-    "kMDItemHiddenAdditionalRecipientPersons", "kMDItemHiddenAdditionalRecipients",
-    "kMDItemIdentifier", "kMDItemKind", "kMDItemLogicalSize", "kMDItemPath", "kMDItemPhysicalSize",
-    "kMDItemPrimaryRecipientPersons", "kMDItemPrimaryRecipients", "kMDItemRecipientAddresses",
-    "kMDItemRecipientEmailAddresses", "kMDItemRecipients", "kMDItemSubject", "kMDItemURL",
-    "_kMDItemBundleID", "_kMDItemContentChangeDate", "_kMDItemCreationDate", "_kMDItemCreatorCode",
-    "_kMDItemDisplayNameWithExtensions", "_kMDItemExternalID", "_kMDItemFileName",
-    "_kMDItemFinderFlags", "_kMDItemFinderLabel", "_kMDItemFromImporter", "_kMDItemIsExtensionHidden",
-    "_kMDItemIsFromImporter", "_kMDItemOwnerGroupID", "_kMDItemOwnerUserID", "_kMDItemTypeCode",
-    "com_apple_mail_attachmentKinds", "com_apple_mail_attachmentNames",
-    "com_apple_mail_attachmentTypes", "com_apple_mail_dateLastViewed", "com_apple_mail_flagColor",
-    "kMDItemAccountHandles", "kMDItemAttachmentNames", "kMDItemAttachmentPaths",
-    "kMDItemAttachmentTypes", "kMDItemLastUsedDate", "com_apple_mail_attachmentSpecificTypes",
-    "kMDItemKeywords", "kMDItemInterestingDate", "kMDItemMailDateReceived",
-    "kMDItemPrimaryRecipientEmailAddresses", "kMDItemRelatedUniqueIdentifier", "kMDItemWhereFroms",
-    "kMDItemAccountIdentifier", "kMDItemAccountType", "kMDItemEmailAddresses", "kMDItemProjects",
-    "kMDItemComment"};
+const std::set<std::string> kFetchedNames = {":MD:DeviceId",
+                                             ":MD:kMDItemPath",
+                                             "com_apple_mail_dateReceived",
+                                             "com_apple_mail_flagged",
+                                             "com_apple_mail_gmailLabels",
+                                             "com_apple_mail_messageID",
+                                             "com_apple_mail_priority",
+                                             "com_apple_mail_read",
+                                             "com_apple_mail_repliedTo",
+                                             "com_apple_metadata_modtime",
+                                             "kMDItemAdditionalRecipientPersons",
+                                             "kMDItemAdditionalRecipients",
+                                             "kMDItemAuthorAddresses",
+                                             "kMDItemAuthorEmailAddresses",
+                                             "kMDItemAuthorPersons",
+                                             "kMDItemAuthors",
+                                             "kMDItemContentCreationDate",
+                                             "kMDItemContentModificationDate",
+                                             "kMDItemContentType",
+                                             "kMDItemContentTypeTree",
+                                             "kMDItemDateAdded",
+                                             "kMDItemDisplayName",
+                                             "kMDItemDocumentIdentifier",
+                                             "kMDItemEmailHeadersDictionary",
+                                             "kMDItemFileIdentifier",
+                                             "kMDItemFSContentChangeDate",
+                                             "kMDItemFSCreationDate",
+                                             "kMDItemFSCreatorCode",
+                                             "kMDItemFSFinderFlags",
+                                             "kMDItemFSHasCustomIcon",
+                                             "kMDItemFSInvisible",
+                                             "kMDItemFSIsExtensionHidden",
+                                             "kMDItemFSIsStationery",
+                                             "kMDItemFSLabel",
+                                             "kMDItemFSName",
+                                             "kMDItemFSOwnerGroupID",
+                                             "kMDItemFSOwnerUserID",
+                                             "kMDItemFSSize",
+                                             "kMDItemFSTypeCode",
+                                             "kMDItemHiddenAdditionalRecipientPersons",
+                                             "kMDItemHiddenAdditionalRecipients",
+                                             "kMDItemIdentifier",
+                                             "kMDItemKind",
+                                             "kMDItemLogicalSize",
+                                             "kMDItemPath",
+                                             "kMDItemPhysicalSize",
+                                             "kMDItemPrimaryRecipientPersons",
+                                             "kMDItemPrimaryRecipients",
+                                             "kMDItemRecipientAddresses",
+                                             "kMDItemRecipientEmailAddresses",
+                                             "kMDItemRecipients",
+                                             "kMDItemSubject",
+                                             "kMDItemURL",
+                                             "_kMDItemBundleID",
+                                             "_kMDItemContentChangeDate",
+                                             "_kMDItemCreationDate",
+                                             "_kMDItemCreatorCode",
+                                             "_kMDItemDisplayNameWithExtensions",
+                                             "_kMDItemExternalID",
+                                             "_kMDItemFileName",
+                                             "_kMDItemFinderFlags",
+                                             "_kMDItemFinderLabel",
+                                             "_kMDItemFromImporter",
+                                             "_kMDItemIsExtensionHidden",
+                                             "_kMDItemIsFromImporter",
+                                             "_kMDItemOwnerGroupID",
+                                             "_kMDItemOwnerUserID",
+                                             "_kMDItemTypeCode",
+                                             "com_apple_mail_attachmentKinds",
+                                             "com_apple_mail_attachmentNames",
+                                             "com_apple_mail_attachmentTypes",
+                                             "com_apple_mail_dateLastViewed",
+                                             "com_apple_mail_flagColor",
+                                             "kMDItemAccountHandles",
+                                             "kMDItemAttachmentNames",
+                                             "kMDItemAttachmentPaths",
+                                             "kMDItemAttachmentTypes",
+                                             "kMDItemLastUsedDate",
+                                             "com_apple_mail_attachmentSpecificTypes",
+                                             "kMDItemKeywords",
+                                             "kMDItemInterestingDate",
+                                             "kMDItemMailDateReceived",
+                                             "kMDItemPrimaryRecipientEmailAddresses",
+                                             "kMDItemRelatedUniqueIdentifier",
+                                             "kMDItemWhereFroms",
+                                             "kMDItemAccountIdentifier",
+                                             "kMDItemAccountType",
+                                             "kMDItemEmailAddresses",
+                                             "kMDItemProjects",
+                                             "kMDItemComment"};
 
 // Attributes given beyond the fetched list, for searching.
 const std::set<std::string> kSearchOnlyNames = {"kMDItemTextContent", "com_apple_mail_dateSent",
@@ -125,18 +186,19 @@ TEST_F(AttributesTest, DescribesPeopleSubjectDatesAndIdentityOfAMessage) {
 }
 
 TEST_F(AttributesTest, NamesAttachmentsWithTypesKindsAndForPartialMessagesTheirFiles) {
-  const auto whole = Value(itemFor({.bytes = testing::messageWithAttachment("w@x")})
-                               .attributeSet.attributes);
-  EXPECT_EQ(whole["kMDItemAttachmentNames"], strings({"\xC3\x9C" "bersicht 7.pdf"}));
+  const auto whole =
+      Value(itemFor({.bytes = testing::messageWithAttachment("w@x")}).attributeSet.attributes);
+  EXPECT_EQ(whole["kMDItemAttachmentNames"], strings({"\xC3\x9C"
+                                                      "bersicht 7.pdf"}));
   EXPECT_EQ(whole["com_apple_mail_attachmentNames"], whole["kMDItemAttachmentNames"]);
   EXPECT_EQ(whole["kMDItemAttachmentTypes"], strings({"com.adobe.pdf"}));
   EXPECT_EQ(whole["com_apple_mail_attachmentKinds"], strings({"PDF document"}));
   EXPECT_EQ(whole["com_apple_mail_attachmentSpecificTypes"], strings({"application/pdf"}));
   EXPECT_FALSE(whole["kMDItemAttachmentPaths"]);
 
-  const auto partial = Value(itemFor({.bytes = testing::messageWithAttachment("p@x"),
-                                      .kind = MessageDataKind::Partial})
-                                 .attributeSet.attributes);
+  const auto partial = Value(
+      itemFor({.bytes = testing::messageWithAttachment("p@x"), .kind = MessageDataKind::Partial})
+          .attributeSet.attributes);
   EXPECT_EQ(partial["kMDItemAttachmentNames"], whole["kMDItemAttachmentNames"]);
   ASSERT_EQ(partial["kMDItemAttachmentPaths"].count(), 1u);
   const std::string path = *partial["kMDItemAttachmentPaths"].at(0).asString();
@@ -145,13 +207,16 @@ TEST_F(AttributesTest, NamesAttachmentsWithTypesKindsAndForPartialMessagesTheirF
 }
 
 TEST_F(AttributesTest, GivesOnlyFetchableOrSearchableNamesAndLeavesThePathOut) {
-  const std::string fullest = "Bcc: Hidden <hidden@example.org>\n"
-                              "Keywords: budget, q3\n"
-                              "Comments: reviewed\n"
-                              "X-Gmail-Labels: Important,Work\n" +
-                              testing::messageWithAttachment("n@x");
-  const auto item = itemFor({.bytes = fullest, .flags = kFlagFlagged,
-                             .dateLastViewed = 1700050000, .kind = MessageDataKind::Partial});
+  const std::string fullest =
+      "Bcc: Hidden <hidden@example.org>\n"
+      "Keywords: budget, q3\n"
+      "Comments: reviewed\n"
+      "X-Gmail-Labels: Important,Work\n" +
+      testing::messageWithAttachment("n@x");
+  const auto item = itemFor({.bytes = fullest,
+                             .flags = kFlagFlagged,
+                             .dateLastViewed = 1700050000,
+                             .kind = MessageDataKind::Partial});
   const Value attributes(item.attributeSet.attributes);
   EXPECT_EQ(attributes["kMDItemKeywords"], strings({"budget", "q3"}));
   EXPECT_EQ(attributes["com_apple_mail_gmailLabels"], strings({"Important", "Work"}));

@@ -46,8 +46,8 @@ std::optional<std::string> parseArguments(std::span<const std::string> words,
       continue;
     }
     const std::size_t equals = word.find('=');
-    const std::string name = word.substr(2, equals == std::string::npos ? std::string::npos
-                                                                        : equals - 2);
+    const std::string name =
+        word.substr(2, equals == std::string::npos ? std::string::npos : equals - 2);
     bool isKnown = false;
     for (const auto option : known) isKnown = isKnown || option == name;
     if (!isKnown) return "unknown option --" + name;
@@ -73,7 +73,8 @@ std::optional<std::uint64_t> parseCount(const std::string& text) {
 
 int usageError(std::string_view program, std::string_view usage, const std::string& problem,
                std::ostream& err) {
-  err << program << ": " << problem << "\n" << "usage: " << program << " " << usage << "\n";
+  err << program << ": " << problem << "\n"
+      << "usage: " << program << " " << usage << "\n";
   return kExitUsage;
 }
 
@@ -149,7 +150,7 @@ int runImportCommand(std::string_view programName, std::span<const std::string> 
   if (!counts) {
     err << programName << ": " << counts.error().localizedDescription << "\n";
     return counts.error().code == static_cast<int>(StoreErrorCode::InvalidArgument) ? kExitUsage
-                                                                                     : kExitFailed;
+                                                                                    : kExitFailed;
   }
   const ImportCounts& done = counts.value();
   out << "Imported " << done.added << " messages into " << library.string() << " ("
@@ -175,8 +176,8 @@ int runSampleCommand(std::string_view programName, std::span<const std::string> 
   }
   SampleOptions options;
   const auto messages = arguments.options.find("messages");
-  const auto count = messages == arguments.options.end() ? std::nullopt
-                                                         : parseCount(messages->second);
+  const auto count =
+      messages == arguments.options.end() ? std::nullopt : parseCount(messages->second);
   if (!count || *count == 0) {
     return usageError(programName, kSampleUsage, "--messages needs a number of at least 1", err);
   }
@@ -202,10 +203,9 @@ int runSampleCommand(std::string_view programName, std::span<const std::string> 
     err << programName << ": " << manifest.error().localizedDescription << "\n";
     return kExitFailed;
   }
-  out << "Wrote " << manifest.value().messageCount << " sample messages (seed "
-      << options.seed << ") into " << library.string() << " in "
-      << std::llround(progress.seconds() * 1000) << " ms, "
-      << progress.rate(options.messageCount) << " messages/s\n"
+  out << "Wrote " << manifest.value().messageCount << " sample messages (seed " << options.seed
+      << ") into " << library.string() << " in " << std::llround(progress.seconds() * 1000)
+      << " ms, " << progress.rate(options.messageCount) << " messages/s\n"
       << "Manifest: " << sampleManifestPath(library).string() << "\n";
   if (options.maildir) out << "Maildir: " << options.maildir->string() << "\n";
   return kExitDone;

@@ -39,9 +39,9 @@ TEST(Commands, ImportReportsWhatItStoredAndExitsOneWhenSomethingWasSkipped) {
   EXPECT_EQ(good.status, kExitDone) << good.err;
   EXPECT_NE(good.out.find("Imported 1 messages"), std::string::npos) << good.out;
 
-  const CommandRun mixed = import({"--library=" + library, "--mailbox", "Archive/2020",
-                            (folder.path() / "good.eml").string(),
-                            (folder.path() / "bad.eml").string()});
+  const CommandRun mixed =
+      import({"--library=" + library, "--mailbox", "Archive/2020",
+              (folder.path() / "good.eml").string(), (folder.path() / "bad.eml").string()});
   EXPECT_EQ(mixed.status, kExitSkipped);
   EXPECT_NE(mixed.out.find("(1 already there, 1 skipped)"), std::string::npos) << mixed.out;
   EXPECT_NE(mixed.err.find("tool: skipped " + (folder.path() / "bad.eml").string()),
@@ -67,9 +67,9 @@ TEST(Commands, RejectWrongUsageWithStatusTwo) {
 
 TEST(Commands, SampleWritesTheLibraryTheManifestAndTheMaildir) {
   testing::TemporaryFolder folder;
-  const CommandRun run = sample({"--library", (folder.path() / "library").string(), "--messages", "40",
-                          "--seed", "18446744073709551615", "--maildir",
-                          (folder.path() / "Maildir").string()});
+  const CommandRun run =
+      sample({"--library", (folder.path() / "library").string(), "--messages", "40", "--seed",
+              "18446744073709551615", "--maildir", (folder.path() / "Maildir").string()});
   ASSERT_EQ(run.status, kExitDone) << run.err;
   auto manifest = readSampleManifest(sampleManifestPath(folder.path() / "library"));
   ASSERT_TRUE(manifest) << manifest.error().description();
@@ -77,7 +77,8 @@ TEST(Commands, SampleWritesTheLibraryTheManifestAndTheMaildir) {
   EXPECT_EQ(manifest.value().seed, 18446744073709551615ULL);
   EXPECT_TRUE(std::filesystem::is_directory(folder.path() / "Maildir/cur"));
 
-  const CommandRun again = sample({"--library", (folder.path() / "library").string(), "--messages", "5"});
+  const CommandRun again =
+      sample({"--library", (folder.path() / "library").string(), "--messages", "5"});
   EXPECT_EQ(again.status, kExitFailed);
   EXPECT_NE(again.err.find("already holds messages"), std::string::npos);
 }

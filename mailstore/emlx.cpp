@@ -41,8 +41,8 @@ std::size_t findPropertyListStart(std::string_view bytes, std::size_t from) {
 
 foundation::Value decodeTrailer(std::string_view trailer) {
   std::size_t start = 0;
-  while (start < trailer.size() && (isBlank(trailer[start]) || trailer[start] == '\n' ||
-                                    trailer[start] == '\r')) {
+  while (start < trailer.size() &&
+         (isBlank(trailer[start]) || trailer[start] == '\n' || trailer[start] == '\r')) {
     ++start;
   }
   if (start == trailer.size()) return {};
@@ -89,8 +89,8 @@ foundation::Result<EmlxFile> decodeEmlx(std::string_view bytes) {
     const std::size_t available = bytes.size() - messageStart;
     if (counted->first > available) {
       // A truncated file: keep what is there, up to a property list if one survived.
-      file.framingProblem = "count exceeds the file by " +
-                            std::to_string(counted->first - available) + " bytes";
+      file.framingProblem =
+          "count exceeds the file by " + std::to_string(counted->first - available) + " bytes";
       const std::size_t plist = findPropertyListStart(bytes, messageStart);
       messageEnd = plist == std::string_view::npos ? bytes.size() : plist;
     } else {

@@ -30,9 +30,9 @@ inline constexpr std::string_view kEmlxRemoteIDKey = "remote-id";
 inline constexpr std::string_view kEmlxConversationIDKey = "conversation-id";
 
 struct EmlxFile {
-  std::string message;            // the RFC 822 message, byte for byte
-  std::string trailer;            // what followed the message: normally the property list
-  foundation::Value properties;   // the decoded trailer (a dictionary), or nil
+  std::string message;           // the RFC 822 message, byte for byte
+  std::string trailer;           // what followed the message: normally the property list
+  foundation::Value properties;  // the decoded trailer (a dictionary), or nil
   // Why the framing had to be repaired when reading ("no count line", "count exceeds the file by
   // 120 bytes"), or nothing when the file was well formed.
   std::optional<std::string> framingProblem;

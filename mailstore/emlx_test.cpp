@@ -12,16 +12,15 @@ using foundation::Value;
 
 Value sampleProperties() {
   return Value::Dictionary{
-      {"flags", Value::integer(8623689857)},
-      {"date-received", Value::integer(1516985072)},
-      {"date-last-viewed", Value::integer(0)},
-      {"remote-id", "50758"},
+      {"flags", Value::integer(8623689857)},     {"date-received", Value::integer(1516985072)},
+      {"date-last-viewed", Value::integer(0)},   {"remote-id", "50758"},
       {"conversation-id", Value::integer(4711)},
   };
 }
 
 const std::string kMessage =
-    "Subject: Gr\xC3\xBC\xC3\x9F" "e\nFrom: a@example.org\n\nLine one\n\xFF raw 8-bit byte\n";
+    "Subject: Gr\xC3\xBC\xC3\x9F"
+    "e\nFrom: a@example.org\n\nLine one\n\xFF raw 8-bit byte\n";
 
 TEST(Emlx, WritesACountLineOfTenColumnsThenTheMessageThenAPropertyList) {
   auto bytes = encodeEmlx(kMessage, sampleProperties());
@@ -63,7 +62,8 @@ TEST(Emlx, KeepsAForeignTrailerVerbatimAndAcceptsAnUnpaddedCount) {
 }
 
 TEST(Emlx, RepairsDamagedFramingWithoutLosingTheMessage) {
-  auto plist = foundation::encodePropertyList(sampleProperties(), foundation::PropertyListFormat::Xml);
+  auto plist =
+      foundation::encodePropertyList(sampleProperties(), foundation::PropertyListFormat::Xml);
   ASSERT_TRUE(plist);
   const std::string count = std::to_string(kMessage.size());
   const struct {
@@ -91,8 +91,8 @@ TEST(Emlx, RepairsDamagedFramingWithoutLosingTheMessage) {
 }
 
 TEST(Emlx, RefusesAFileWithoutMessageBytes) {
-  for (const std::string& bytes : {std::string(), std::string("0         \n"),
-                                  std::string("12\n\n\n")}) {
+  for (const std::string& bytes :
+       {std::string(), std::string("0         \n"), std::string("12\n\n\n")}) {
     auto file = decodeEmlx(bytes);
     ASSERT_FALSE(file);
     EXPECT_EQ(file.error().code, 3);

@@ -83,8 +83,10 @@ foundation::Result<std::unique_ptr<EnvelopeIndex>> EnvelopeIndex::open(
     index->rollback();
     return made.error();
   }
-  const std::string version = "INSERT OR IGNORE INTO properties(key, value) VALUES "
-                              "('schema-version', '" + std::string(kSchemaVersion) + "')";
+  const std::string version =
+      "INSERT OR IGNORE INTO properties(key, value) VALUES "
+      "('schema-version', '" +
+      std::string(kSchemaVersion) + "')";
   if (auto stored = index->database_->execute(version); !stored) {
     index->rollback();
     return stored.error();
@@ -217,8 +219,9 @@ foundation::Result<std::int64_t> EnvelopeIndex::subjectID(const std::string& sub
 foundation::Result<std::int64_t> EnvelopeIndex::addressID(const MailAddress& address) {
   auto key = std::make_pair(address.address, address.name);
   if (const auto known = addressIDs_.find(key); known != addressIDs_.end()) return known->second;
-  auto id = upsertRow(statements_.insertAddress, statements_.selectAddress,
-                      [&](SqliteStatement& s) { s.bind(1, address.address).bind(2, address.name); });
+  auto id =
+      upsertRow(statements_.insertAddress, statements_.selectAddress,
+                [&](SqliteStatement& s) { s.bind(1, address.address).bind(2, address.name); });
   if (id) addressIDs_.emplace(std::move(key), id.value());
   return id;
 }
@@ -267,7 +270,9 @@ foundation::Result<std::int64_t> EnvelopeIndex::insertMessage(const MessageRecor
     auto id = addressID(address);
     if (!id) return id.error();
     auto& add = statements_.insertRecipient;
-    add.bind(1, libraryID).bind(2, id.value()).bind(3, static_cast<std::int64_t>(type))
+    add.bind(1, libraryID)
+        .bind(2, id.value())
+        .bind(3, static_cast<std::int64_t>(type))
         .bind(4, position++);
     auto added = add.run();
     add.reset();

@@ -29,8 +29,9 @@ void walk(GMimeObject* object, const std::string& number,
 
 }  // namespace
 
-void forEachMimeLeaf(GMimeObject* top,
-                     const std::function<void(GMimeObject* leaf, const std::string& number)>& visit) {
+void forEachMimeLeaf(
+    GMimeObject* top,
+    const std::function<void(GMimeObject* leaf, const std::string& number)>& visit) {
   if (top) walk(top, "", visit);
 }
 

@@ -35,8 +35,9 @@ inline std::string takeGString(char* text) {
 
 // Calls visit for every leaf of the MIME tree under top (a message's top part) with the leaf's
 // part number as IMAP numbers it ("1", "2.1"); attached messages are leaves, never entered.
-void forEachMimeLeaf(GMimeObject* top,
-                     const std::function<void(GMimeObject* leaf, const std::string& number)>& visit);
+void forEachMimeLeaf(
+    GMimeObject* top,
+    const std::function<void(GMimeObject* leaf, const std::string& number)>& visit);
 
 // A leaf counts as an attachment when it is a part with a file name or an "attachment"
 // disposition, or an attached message with an "attachment" disposition.

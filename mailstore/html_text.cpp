@@ -16,9 +16,18 @@ struct NamedReference {
 };
 
 constexpr std::array<NamedReference, 12> kNamedReferences{{
-    {"amp", "&"}, {"lt", "<"}, {"gt", ">"}, {"quot", "\""}, {"apos", "'"}, {"nbsp", " "},
-    {"shy", ""}, {"ndash", "\u2013"}, {"mdash", "\u2014"}, {"hellip", "\u2026"},
-    {"euro", "\u20AC"}, {"copy", "\u00A9"},
+    {"amp", "&"},
+    {"lt", "<"},
+    {"gt", ">"},
+    {"quot", "\""},
+    {"apos", "'"},
+    {"nbsp", " "},
+    {"shy", ""},
+    {"ndash", "\u2013"},
+    {"mdash", "\u2014"},
+    {"hellip", "\u2026"},
+    {"euro", "\u20AC"},
+    {"copy", "\u00A9"},
 }};
 
 // Tags after which the text continues on a new line.
@@ -89,8 +98,8 @@ std::string htmlToText(std::string_view html) {
         const std::string closing = "</" + name;
         std::size_t close = at;
         for (; close < html.size(); ++close) {
-          if (html[close] == '<' && g_ascii_strncasecmp(html.data() + close, closing.c_str(),
-                                                        closing.size()) == 0) {
+          if (html[close] == '<' &&
+              g_ascii_strncasecmp(html.data() + close, closing.c_str(), closing.size()) == 0) {
             break;
           }
         }

@@ -52,8 +52,8 @@ std::string mailboxNameOfFile(const std::filesystem::path& path) {
 
 std::optional<std::int64_t> numericRemoteID(const foundation::Value& value) {
   const std::string* text = value.asString();
-  if (!text || text->empty() ||
-      text->find_first_not_of("0123456789") != std::string::npos || text->size() > 18) {
+  if (!text || text->empty() || text->find_first_not_of("0123456789") != std::string::npos ||
+      text->size() > 18) {
     return std::nullopt;
   }
   return std::stoll(*text);
@@ -85,8 +85,8 @@ class Importer {
     std::error_code error;
     const auto status = std::filesystem::status(path, error);
     if (error || !std::filesystem::exists(status)) {
-      problem(path.string(), fileSystemError("cannot read", path.string(),
-                                             error ? error.value() : ENOENT));
+      problem(path.string(),
+              fileSystemError("cannot read", path.string(), error ? error.value() : ENOENT));
       return;
     }
     if (std::filesystem::is_directory(status)) {
@@ -193,8 +193,7 @@ class Importer {
       NewMessage message{.flags = mboxStatusFlags(found.bytes),
                          .dateReceived = mboxFromLineTime(found.fromLine)};
       message.bytes = std::move(found.bytes);
-      add(mailbox, std::move(message),
-          path.string() + " message " + std::to_string(found.number));
+      add(mailbox, std::move(message), path.string() + " message " + std::to_string(found.number));
     }
   }
 
@@ -207,7 +206,8 @@ class Importer {
         continue;
       }
       add(mailbox,
-          NewMessage{.bytes = std::move(bytes).value(), .flags = entry.flags,
+          NewMessage{.bytes = std::move(bytes).value(),
+                     .flags = entry.flags,
                      .dateReceived = entry.deliveryTime},
           entry.path.string());
     }
@@ -238,9 +238,15 @@ class Importer {
     for (std::size_t index = 0; index < outcomes.value().size(); ++index) {
       const AddOutcome& outcome = outcomes.value()[index];
       switch (outcome.result) {
-        case AddResult::Added: ++counts_.added; break;
-        case AddResult::Duplicate: ++counts_.duplicates; break;
-        case AddResult::Failed: problem(batchSources_[index], *outcome.error); break;
+        case AddResult::Added:
+          ++counts_.added;
+          break;
+        case AddResult::Duplicate:
+          ++counts_.duplicates;
+          break;
+        case AddResult::Failed:
+          problem(batchSources_[index], *outcome.error);
+          break;
       }
     }
     batch_.clear();

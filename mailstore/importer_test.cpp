@@ -93,7 +93,8 @@ TEST_F(ImporterTest, ImportsAnMboxIntoAMailboxNamedAfterItAndReportsTheBadMessag
 
   const Value third = items["Quartalsbericht f\xC3\xBCr Q3"]["attributes"];
   EXPECT_EQ(third["kMDItemAuthors"].at(0), Value("J\xC3\xBCrgen M\xC3\xBCller"));
-  EXPECT_EQ(third["kMDItemAttachmentNames"].at(0), Value("\xC3\x9C" "bersicht 7.pdf"));
+  EXPECT_EQ(third["kMDItemAttachmentNames"].at(0), Value("\xC3\x9C"
+                                                         "bersicht 7.pdf"));
   EXPECT_EQ(third["com_apple_mail_read"], Value::integer(1));
   EXPECT_EQ(third["com_apple_mail_repliedTo"], Value::integer(1));
   EXPECT_EQ(third["com_apple_mail_flagged"], Value::integer(1));
@@ -142,8 +143,8 @@ TEST_F(ImporterTest, ImportsMaildirFlagsAndMaildirPlusPlusSubfolders) {
 TEST_F(ImporterTest, ImportsEmlAndEmlxFilesKeepingTheStoreProperties) {
   writeFile(folder_.path() / "in/report.eml", testing::messageWithAttachment("eml@x"));
   const std::string message = testing::simpleMessage("emlx@x", "From emlx");
-  const auto emlx = encodeEmlx(message, Value::Dictionary{
-                                            {"flags", Value::integer(kFlagRead | kFlagFlagged)},
+  const auto emlx =
+      encodeEmlx(message, Value::Dictionary{{"flags", Value::integer(kFlagRead | kFlagFlagged)},
                                             {"date-received", Value::integer(1600000000)},
                                             {"remote-id", "50758"}});
   writeFile(folder_.path() / "in/4242.emlx", emlx.value());

@@ -1,11 +1,7 @@
 // IndexFeeder: hands searchable items and deletions to a searchable index, a batch at a time,
-// with a bound on how many batches may wait for the index's answer.
-//
-// The index applies changes on its own threads and answers each with a completion; the feeder
-// makes its caller wait while kMaxBatchesInFlight are unanswered, so a long start-up pass never
+// with a bound on how many batches may wait for the index's answer, so a long start-up pass never
 // holds more than a few batches of parsed messages in memory. A refused batch is logged with the
-// index's error. cancel() releases every waiter at once (their calls return false) and lets the
-// feeder's caller stop without waiting for answers that may never come. Safe from any thread.
+// index's error. Safe from any thread.
 #pragma once
 
 #include <condition_variable>
@@ -35,6 +31,8 @@ class IndexFeeder {
   bool remove(std::vector<std::string> identifiers);
   // Waits until every batch handed over has been answered.
   bool waitUntilAnswered();
+  // Releases every waiter at once (their calls return false), so the caller can stop without
+  // waiting for answers that may never come.
   void cancel();
 
   // Items (or identifiers) in batches that the index refused.

@@ -1,17 +1,8 @@
-// Indexer: keeps the search engine's index in step with the message store, at start and while
-// the host runs.
+// Indexer: keeps the search engine's index in step with the message store, at start (an
+// incremental pass, not a rebuild) and while the host runs (GIO file monitoring).
 //
-// At start it asks the index which messages it holds and in what state, compares that with the
-// store, and adds the messages the index lacks, replaces the outdated ones and deletes the items
-// whose message is gone: an incremental pass, not a rebuild. It then follows the store's folders
-// with GIO file monitoring: every new, rewritten or deleted .emlx file (an import in another
-// process, a flag change, a file removed by hand) reaches the index within settleDelay plus the
-// time to read the files, and so reaches every live query. A folder that disappears as a whole
-// causes another incremental pass. Messages that cannot be read are logged and left out.
-//
-// The indexer works on a thread of its own with its own GLib main context; start() and stop()
-// come from the owner's thread, the other operations are safe from any thread. stop() ends the
-// work without waiting for the index to answer what is in flight, and joins the thread.
+// It works on a thread of its own with its own GLib main context; start() and stop() come from
+// the owner's thread, the other operations are safe from any thread.
 #pragma once
 
 #include <chrono>
@@ -52,6 +43,13 @@ struct IndexerCounts {
   std::uint64_t passes = 0;      // completed incremental passes (the start-up one included)
 };
 
+// At start the indexer asks the index which messages it holds and in what state, compares that
+// with the store, and adds the messages the index lacks, replaces the outdated ones and deletes
+// the items whose message is gone. It then follows the store's folders: every new, rewritten or
+// deleted .emlx file (an import in another process, a flag change, a file removed by hand)
+// reaches the index within settleDelay plus the time to read the files, and so reaches every live
+// query. A folder that disappears as a whole causes another incremental pass. Messages that
+// cannot be read are logged and left out.
 class Indexer {
  public:
   Indexer(std::shared_ptr<Store> store, std::shared_ptr<platform::SearchableIndex> index,
@@ -63,7 +61,8 @@ class Indexer {
 
   // Starts the thread: folder watches first, then the start-up pass, then following changes.
   void start();
-  // Idempotent.
+  // Ends the work without waiting for the index to answer what is in flight, and joins the
+  // thread. Idempotent.
   void stop();
 
   // Waits until the start-up pass has been answered by the index; false when it failed or the

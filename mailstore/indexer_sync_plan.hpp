@@ -1,11 +1,7 @@
 // The start-up pass of the indexer, as a pure plan: which stored messages the index lacks or
 // holds in an outdated state, and which indexed items no longer stand for a stored message.
 //
-// An indexed item records the state of the file it was made from (kMDItemFSName, kMDItemFSSize,
-// kMDItemFSContentChangeDate); a message is current in the index when its file still has that
-// name, size and modification time. A message changes only by having its file rewritten, so this
-// is enough to find every change made while no indexer ran. Plain functions: safe from any
-// thread.
+// Plain functions: safe from any thread.
 #pragma once
 
 #include <array>
@@ -35,7 +31,9 @@ struct IndexedMessageState {
 std::optional<std::pair<std::int64_t, IndexedMessageState>> indexedStateOf(
     const platform::SearchableItem& item);
 
-// Whether the index's item is current for the stored message's file.
+// Whether the index's item is current for the stored message's file: the file still has the
+// name, size and modification time the item was made from. A message changes only by having its
+// file rewritten, so this finds every change made while no indexer ran.
 bool isCurrent(const StoredMessage& message, const IndexedMessageState& indexed);
 
 struct SynchronizationPlan {

@@ -105,7 +105,7 @@ std::string storeUUIDForURL(std::string_view url) {
   std::string hex = takeGString(g_compute_checksum_for_data(
       G_CHECKSUM_SHA1, reinterpret_cast<const guchar*>(url.data()), url.size()));
   for (char& c : hex) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  hex[12] = '5';  // a name-based UUID
+  hex[12] = '5';                                                              // a name-based UUID
   hex[16] = "0123456789ABCDEF"[(g_ascii_xdigit_value(hex[16]) & 0x3) | 0x8];  // RFC 4122 variant
   return hex.substr(0, 8) + "-" + hex.substr(8, 4) + "-" + hex.substr(12, 4) + "-" +
          hex.substr(16, 4) + "-" + hex.substr(20, 12);

@@ -1,9 +1,10 @@
 // Mailbox URLs: the one identity of a mailbox, and the folder it maps to.
 //
 // A mailbox is "<scheme>://<account>/<path>", the path's components percent-encoded and joined by
-// '/': "local://Mailboxes/INBOX", "local://Mailboxes/Archive/2019", "imap://<account-id>/Sent%20Items".
-// Its folder is <V10>/<account>/<component>.mbox/..., one .mbox folder per component, and inside
-// that the store folder named by a UUID. Plain functions: safe from any thread.
+// '/': "local://Mailboxes/INBOX", "local://Mailboxes/Archive/2019",
+// "imap://<account-id>/Sent%20Items". Its folder is <V10>/<account>/<component>.mbox/..., one .mbox
+// folder per component, and inside that the store folder named by a UUID. Plain functions: safe
+// from any thread.
 #pragma once
 
 #include <filesystem>

@@ -78,9 +78,8 @@ std::vector<MaildirMessage> maildirMessages(const std::filesystem::path& folder)
       messages.push_back({entry.path(), maildirFlags(name), leadingTime(name)});
     }
   }
-  std::sort(messages.begin(), messages.end(), [](const auto& a, const auto& b) {
-    return a.path.filename() < b.path.filename();
-  });
+  std::sort(messages.begin(), messages.end(),
+            [](const auto& a, const auto& b) { return a.path.filename() < b.path.filename(); });
   return messages;
 }
 

@@ -18,10 +18,10 @@
 namespace trovadex::mailstore {
 
 struct MboxMessage {
-  std::string bytes;          // the message, without its "From " line
-  std::string fromLine;       // "From sender@example.org Tue Nov 14 22:13:20 2023"
-  std::size_t number = 0;     // 1 for the first message of the file
-  std::uint64_t offset = 0;   // byte offset of the "From " line
+  std::string bytes;         // the message, without its "From " line
+  std::string fromLine;      // "From sender@example.org Tue Nov 14 22:13:20 2023"
+  std::size_t number = 0;    // 1 for the first message of the file
+  std::uint64_t offset = 0;  // byte offset of the "From " line
 };
 
 class MboxReader {
@@ -38,7 +38,7 @@ class MboxReader {
 
   std::filesystem::path path_;
   std::ifstream in_;
-  std::uint64_t offset_ = 0;          // of the next unread line
+  std::uint64_t offset_ = 0;  // of the next unread line
   std::optional<std::string> pendingFromLine_;
   std::uint64_t pendingOffset_ = 0;
   std::size_t count_ = 0;

@@ -40,8 +40,8 @@ constexpr std::int64_t attachmentCountOf(std::int64_t flags) {
 
 // Counts above the field's range are stored as "not computed".
 constexpr std::int64_t withAttachmentCount(std::int64_t flags, std::int64_t count) {
-  const std::int64_t stored = count < 0 || count > kAttachmentCountUnknown ? kAttachmentCountUnknown
-                                                                           : count;
+  const std::int64_t stored =
+      count < 0 || count > kAttachmentCountUnknown ? kAttachmentCountUnknown : count;
   return (flags & ~kAttachmentCountMask) | (stored << kAttachmentCountShift);
 }
 

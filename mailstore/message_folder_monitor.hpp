@@ -1,13 +1,5 @@
-// MessageFolderMonitor: watches the folders of a message store, recursively, with GIO.
-//
-// GIO watches one folder at a time, so the monitor keeps one watch per folder below the root and
-// follows the tree as it grows: a folder that appears is watched at once and every file already
-// in it is reported, since it may have been filled before the watch began. Each file event
-// (changed, deleted, moved in or out, renamed: both names) reports the file's path; a file created
-// in place is reported when its writer has finished with it, not while it is half written; a
-// watched folder that disappears is reported as gone, because the files it held are not
-// reported one by one when a folder is moved away. Folders named MailData (the databases) and
-// Attachments, and hidden ones, are not watched.
+// MessageFolderMonitor: watches the folders of a message store, recursively, with GIO, and
+// reports the message files that changed and the folders that went away.
 //
 // Construct, start, use and destroy on one thread: the events are delivered to the
 // thread-default main context of that thread at start(), and the handlers run there.
@@ -27,6 +19,14 @@
 
 namespace trovadex::mailstore {
 
+// GIO watches one folder at a time, so the monitor keeps one watch per folder below the root and
+// follows the tree as it grows: a folder that appears is watched at once and every file already
+// in it is reported, since it may have been filled before the watch began. Each file event
+// (changed, deleted, moved in or out, renamed: both names) reports the file's path; a file
+// created in place is reported when its writer has finished with it, not while it is half
+// written; a watched folder that disappears is reported as gone, because the files it held are
+// not reported one by one when a folder is moved away. Folders named MailData (the databases)
+// and Attachments, and hidden ones, are not watched.
 class MessageFolderMonitor {
  public:
   struct Handlers {

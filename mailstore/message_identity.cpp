@@ -10,7 +10,7 @@ namespace {
 
 // Reply and forward markers, in the languages mail clients commonly write them.
 constexpr std::array<std::string_view, 9> kSubjectPrefixes{"re", "fwd", "fw", "aw", "wg",
-                                                           "sv", "vs", "tr", "rif"};
+                                                           "sv", "vs",  "tr", "rif"};
 
 std::string digestOf(GChecksumType type, std::string_view bytes) {
   GChecksum* checksum = g_checksum_new(type);
@@ -62,7 +62,7 @@ std::int64_t messageIDHash(std::string_view messageID) {
 std::string contentDigest(std::string_view bytes) { return digestOf(G_CHECKSUM_SHA256, bytes); }
 
 std::int64_t conversationIDFor(const ParsedMessage& message) {
-  const std::string& root = !message.references.empty() ? message.references.front()
+  const std::string& root = !message.references.empty()  ? message.references.front()
                             : !message.inReplyTo.empty() ? message.inReplyTo
                                                          : message.messageID;
   return messageIDHash(root) & std::numeric_limits<std::int64_t>::max();

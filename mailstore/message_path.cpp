@@ -68,8 +68,8 @@ std::optional<MessageFileName> parseMessageFileName(std::string_view fileName) {
 
 std::optional<MessageLocation> parseMessagePath(const std::filesystem::path& v10Folder,
                                                 const std::filesystem::path& path) {
-  const std::filesystem::path relative = path.lexically_normal().lexically_relative(
-      v10Folder.lexically_normal());
+  const std::filesystem::path relative =
+      path.lexically_normal().lexically_relative(v10Folder.lexically_normal());
   std::vector<std::string> parts;
   for (const auto& part : relative) parts.push_back(part.string());
   // account, at least one box, UUID, "Data", "Messages", file.

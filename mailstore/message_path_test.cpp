@@ -10,9 +10,12 @@ TEST(MessagePath, FilesIdsInDigitFoldersLeastSignificantFirst) {
     std::int64_t libraryID;
     const char* folder;
   } cases[] = {
-      {42, "Data/Messages"},          {999, "Data/Messages"},
-      {1000, "Data/1/Messages"},      {3300, "Data/3/Messages"},
-      {43017, "Data/3/4/Messages"},   {114892, "Data/4/1/1/Messages"},
+      {42, "Data/Messages"},
+      {999, "Data/Messages"},
+      {1000, "Data/1/Messages"},
+      {3300, "Data/3/Messages"},
+      {43017, "Data/3/4/Messages"},
+      {114892, "Data/4/1/1/Messages"},
       {1000000, "Data/0/0/0/1/Messages"},
   };
   for (const auto& c : cases) {
@@ -39,8 +42,9 @@ TEST(MessagePath, ReadsOnlyMessageFileNames) {
   ASSERT_TRUE(partial);
   EXPECT_EQ(partial->libraryID, 114892);
   EXPECT_EQ(partial->kind, MessageDataKind::Partial);
-  for (const char* name : {".3300.emlx.writing", "abc.emlx", "0.emlx", "012.emlx", "12.eml",
-                           ".emlx", "-5.emlx", "99999999999999999999.emlx", "12.partial.emlx.tmp"}) {
+  for (const char* name :
+       {".3300.emlx.writing", "abc.emlx", "0.emlx", "012.emlx", "12.eml", ".emlx", "-5.emlx",
+        "99999999999999999999.emlx", "12.partial.emlx.tmp"}) {
     EXPECT_FALSE(parseMessageFileName(name)) << name;
   }
 }
@@ -59,11 +63,11 @@ TEST(MessagePath, ReadsAMessagePathBackIntoItsLocation) {
 TEST(MessagePath, RefusesPathsWhoseFoldersDoNotMatchTheId) {
   const std::filesystem::path v10 = "/lib/Mail/V10";
   for (const char* path : {
-           "/lib/Mail/V10/Mailboxes/INBOX.mbox/U/Data/Messages/43017.emlx",   // wrong digits
-           "/lib/Mail/V10/Mailboxes/INBOX.mbox/U/Data/4/Messages/999.emlx",    // below 1000
-           "/lib/Mail/V10/Mailboxes/INBOX.mbox/U/Data/Attachments/5.emlx",     // not Messages
-           "/lib/Mail/V10/Mailboxes/U/Data/Messages/5.emlx",                    // no mailbox
-           "/elsewhere/Mailboxes/INBOX.mbox/U/Data/Messages/5.emlx",           // outside V10
+           "/lib/Mail/V10/Mailboxes/INBOX.mbox/U/Data/Messages/43017.emlx",  // wrong digits
+           "/lib/Mail/V10/Mailboxes/INBOX.mbox/U/Data/4/Messages/999.emlx",  // below 1000
+           "/lib/Mail/V10/Mailboxes/INBOX.mbox/U/Data/Attachments/5.emlx",   // not Messages
+           "/lib/Mail/V10/Mailboxes/U/Data/Messages/5.emlx",                 // no mailbox
+           "/elsewhere/Mailboxes/INBOX.mbox/U/Data/Messages/5.emlx",         // outside V10
        }) {
     EXPECT_FALSE(parseMessagePath(v10, path)) << path;
   }

@@ -43,8 +43,9 @@ void collectAddresses(InternetAddressList* list, std::vector<MailAddress>& out) 
     if (INTERNET_ADDRESS_IS_GROUP(address)) {
       collectAddresses(internet_address_group_get_members(INTERNET_ADDRESS_GROUP(address)), out);
     } else if (INTERNET_ADDRESS_IS_MAILBOX(address)) {
-      out.push_back({validText(internet_address_get_name(address)),
-                     validText(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address)))});
+      out.push_back(
+          {validText(internet_address_get_name(address)),
+           validText(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(address)))});
     }
   }
 }
@@ -174,9 +175,9 @@ foundation::Result<ParsedMessage> parseMessage(std::string_view bytes, ParseOpti
   parsed.references = parseReferences(g_mime_object_get_header(object, "References"));
   parsed.priority = priorityFromHeader(g_mime_object_get_header(object, "X-Priority"));
 
-  forEachMimeLeaf(g_mime_message_get_mime_part(m), [&](GMimeObject* leaf, const std::string& number) {
-    addAttachment(leaf, number, parsed);
-  });
+  forEachMimeLeaf(
+      g_mime_message_get_mime_part(m),
+      [&](GMimeObject* leaf, const std::string& number) { addAttachment(leaf, number, parsed); });
   if (options.bodyText) parsed.bodyText = bodyTextOf(m);
   if (options.headers) {
     GMimeHeaderList* list = g_mime_object_get_header_list(object);

@@ -27,9 +27,9 @@ struct MailAddress {
 // One attached part: a leaf with Content-Disposition "attachment" or with a file name, or an
 // attached message.
 struct MessageAttachment {
-  std::string name;        // decoded file name; "Attachment" when the part names none
-  std::string mimeType;    // "application/pdf", lower case
-  std::string partNumber;  // the part's MIME path: "2", "1.2"
+  std::string name;              // decoded file name; "Attachment" when the part names none
+  std::string mimeType;          // "application/pdf", lower case
+  std::string partNumber;        // the part's MIME path: "2", "1.2"
   std::int64_t encodedSize = 0;  // size of the body as carried in the message
   bool bodyStripped = false;     // the body is kept outside the message (a partial message)
 };
@@ -45,7 +45,8 @@ struct ParsedMessage {
   std::string inReplyTo;
   std::vector<std::string> references;
   std::vector<MessageAttachment> attachments;
-  std::string bodyText;  // the main text part as UTF-8 (HTML reduced to text); empty if asked not to
+  std::string
+      bodyText;  // the main text part as UTF-8 (HTML reduced to text); empty if asked not to
   std::vector<std::pair<std::string, std::string>> headers;  // name and decoded value, in order
   std::optional<std::int64_t> priority;  // 1 (highest) to 5 from X-Priority, when present
 };

@@ -28,7 +28,9 @@ TEST(MimeMessage, DecodesEncodedNamesSubjectsAndFileNames) {
   EXPECT_EQ(m.messageID, "m1@example.org");
   EXPECT_EQ(m.dateSent, 1700031600);
   ASSERT_EQ(m.attachments.size(), 1u);
-  EXPECT_EQ(m.attachments[0].name, "\xC3\x9C" "bersicht 7.pdf");
+  EXPECT_EQ(m.attachments[0].name,
+            "\xC3\x9C"
+            "bersicht 7.pdf");
   EXPECT_EQ(m.attachments[0].mimeType, "application/pdf");
   EXPECT_EQ(m.attachments[0].partNumber, "2");
   EXPECT_FALSE(m.attachments[0].bodyStripped);
@@ -55,8 +57,8 @@ TEST(MimeMessage, ReadsGroupsThreadingHeadersAndPriority) {
   EXPECT_EQ(m.references, (std::vector<std::string>{"root@example.org", "parent@example.org"}));
   EXPECT_EQ(m.priority, 1);
   EXPECT_FALSE(m.dateSent);
-  EXPECT_EQ(conversationIDFor(m), messageIDHash("root@example.org") &
-                                      std::numeric_limits<std::int64_t>::max());
+  EXPECT_EQ(conversationIDFor(m),
+            messageIDHash("root@example.org") & std::numeric_limits<std::int64_t>::max());
   ASSERT_TRUE(headerValue(m, "x-priority"));
   EXPECT_EQ(*headerValue(m, "x-priority"), "1 (Highest)");
 }
@@ -75,8 +77,8 @@ TEST(MimeMessage, PrefersThePlainTextAlternativeAndReducesHtmlOnlyMail) {
 }
 
 TEST(MimeMessage, RefusesDataThatIsNoMessage) {
-  for (const std::string bytes : {"", "\n\nbody only\n", "this is an invalid .emlx structure\n",
-                                  ": no field name\n\n"}) {
+  for (const std::string bytes :
+       {"", "\n\nbody only\n", "this is an invalid .emlx structure\n", ": no field name\n\n"}) {
     auto parsed = parseMessage(bytes);
     ASSERT_FALSE(parsed) << bytes;
     EXPECT_EQ(parsed.error().code, 3);

@@ -35,23 +35,23 @@ foundation::Result<std::optional<PartialMessage>> makePartialMessage(std::string
   PartialMessage partial;
   forEachMimeLeaf(g_mime_message_get_mime_part(message.get()),
                   [&](GMimeObject* leaf, const std::string& number) {
-    if (!GMIME_IS_PART(leaf) || !isAttachmentLeaf(leaf)) return;
-    GMimePart* part = GMIME_PART(leaf);
-    GMimeDataWrapper* content = g_mime_part_get_content(part);
-    if (!content) return;
-    GMimeStream* raw = g_mime_data_wrapper_get_stream(content);
-    const gint64 encodedLength = raw ? g_mime_stream_length(raw) : 0;
-    if (encodedLength <= 0) return;
+                    if (!GMIME_IS_PART(leaf) || !isAttachmentLeaf(leaf)) return;
+                    GMimePart* part = GMIME_PART(leaf);
+                    GMimeDataWrapper* content = g_mime_part_get_content(part);
+                    if (!content) return;
+                    GMimeStream* raw = g_mime_data_wrapper_get_stream(content);
+                    const gint64 encodedLength = raw ? g_mime_stream_length(raw) : 0;
+                    if (encodedLength <= 0) return;
 
-    partial.parts.push_back({number, safeFileName(g_mime_part_get_filename(part)),
-                             decodedBody(content)});
-    GObjectPtr<GMimeStream> empty(g_mime_stream_mem_new());
-    GObjectPtr<GMimeDataWrapper> nothing(
-        g_mime_data_wrapper_new_with_stream(empty.get(), g_mime_part_get_content_encoding(part)));
-    g_mime_part_set_content(part, nothing.get());
-    g_mime_object_set_header(leaf, kStrippedLengthHeader, std::to_string(encodedLength).c_str(),
-                             nullptr);
-  });
+                    partial.parts.push_back({number, safeFileName(g_mime_part_get_filename(part)),
+                                             decodedBody(content)});
+                    GObjectPtr<GMimeStream> empty(g_mime_stream_mem_new());
+                    GObjectPtr<GMimeDataWrapper> nothing(g_mime_data_wrapper_new_with_stream(
+                        empty.get(), g_mime_part_get_content_encoding(part)));
+                    g_mime_part_set_content(part, nothing.get());
+                    g_mime_object_set_header(leaf, kStrippedLengthHeader,
+                                             std::to_string(encodedLength).c_str(), nullptr);
+                  });
   if (partial.parts.empty()) return std::optional<PartialMessage>();
   partial.message = takeGString(g_mime_object_to_string(GMIME_OBJECT(message.get()), nullptr));
   return std::optional<PartialMessage>(std::move(partial));
@@ -60,8 +60,7 @@ foundation::Result<std::optional<PartialMessage>> makePartialMessage(std::string
 foundation::Status writeStrippedParts(const std::filesystem::path& attachmentsFolder,
                                       const std::vector<StrippedPart>& parts) {
   for (const auto& part : parts) {
-    if (auto written =
-            writeNewFile(attachmentsFolder / part.partNumber / part.fileName, part.body);
+    if (auto written = writeNewFile(attachmentsFolder / part.partNumber / part.fileName, part.body);
         !written) {
       return written;
     }

@@ -86,10 +86,17 @@ std::string htmlEscaped(std::string_view text) {
   std::string out;
   for (const char c : text) {
     switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      default: out += c;
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      default:
+        out += c;
     }
   }
   return out;
@@ -124,9 +131,10 @@ class Composer {
     out += addressField("To", plan_, message_.to);
     out += addressField("Cc", plan_, message_.cc);
     out += addressField("Bcc", plan_, message_.bcc);
-    out += "Subject: " +
-           takeGString(g_mime_utils_header_encode_text(nullptr, message_.subject.c_str(), "utf-8")) +
-           "\n";
+    out +=
+        "Subject: " +
+        takeGString(g_mime_utils_header_encode_text(nullptr, message_.subject.c_str(), "utf-8")) +
+        "\n";
     if (!message_.omitDateField) {
       out += "Date: " + rfc822Date(message_.dateSent, author.timeZoneMinutes) + "\n";
     }
@@ -189,20 +197,22 @@ class Composer {
   }
 
   std::vector<std::string> bodyParagraphs() {
-    const auto wordCount = static_cast<std::size_t>(
-        std::clamp(prng_.logNormal(90, 0.8), 8.0, 2500.0));
+    const auto wordCount =
+        static_cast<std::size_t>(std::clamp(prng_.logNormal(90, 0.8), 8.0, 2500.0));
     std::vector<std::string> bodyWords;
     bodyWords.reserve(wordCount + message_.plantedBodyWords.size());
     for (std::size_t index = 0; index < wordCount; ++index) bodyWords.push_back(nextWord());
     for (const auto& planted : message_.plantedBodyWords) {
-      bodyWords.insert(bodyWords.begin() + static_cast<std::ptrdiff_t>(
-                                               prng_.below(bodyWords.size() + 1)),
-                       planted);
+      bodyWords.insert(
+          bodyWords.begin() + static_cast<std::ptrdiff_t>(prng_.below(bodyWords.size() + 1)),
+          planted);
     }
     const SamplePerson& greeted = plan_.people[message_.to.front()];
-    std::vector<std::string> paragraphs{
-        "Hi " + (greeted.name.empty() ? std::string("there")
-                                      : greeted.name.substr(0, greeted.name.find(' '))) + ","};
+    std::vector<std::string> paragraphs{"Hi " +
+                                        (greeted.name.empty()
+                                             ? std::string("there")
+                                             : greeted.name.substr(0, greeted.name.find(' '))) +
+                                        ","};
     std::string paragraph;
     std::size_t sentenceLeft = 0;
     std::size_t sentencesLeft = static_cast<std::size_t>(prng_.between(2, 5));
@@ -211,9 +221,9 @@ class Composer {
       if (sentenceLeft == 0) {
         sentenceLeft = static_cast<std::size_t>(prng_.between(5, 14));
         // Planted words keep their case, so that they are found exactly as the manifest says.
-        const bool planted = std::find(message_.plantedBodyWords.begin(),
-                                       message_.plantedBodyWords.end(),
-                                       word) != message_.plantedBodyWords.end();
+        const bool planted =
+            std::find(message_.plantedBodyWords.begin(), message_.plantedBodyWords.end(), word) !=
+            message_.plantedBodyWords.end();
         if (!planted && word[0] >= 'a' && word[0] <= 'z') word[0] = static_cast<char>(word[0] - 32);
       }
       if (!paragraph.empty()) paragraph += ' ';
@@ -322,8 +332,7 @@ std::string rfc822Date(std::int64_t unixTime, int zoneMinutes) {
                 kWeekdays[static_cast<std::size_t>(weekday)], static_cast<int>(day),
                 kMonths[static_cast<std::size_t>(month - 1)], static_cast<long long>(year),
                 static_cast<int>(seconds / 3600), static_cast<int>(seconds / 60 % 60),
-                static_cast<int>(seconds % 60), zoneMinutes < 0 ? '-' : '+', zone / 60,
-                zone % 60);
+                static_cast<int>(seconds % 60), zoneMinutes < 0 ? '-' : '+', zone / 60, zone % 60);
   return text;
 }
 

@@ -43,7 +43,9 @@ SampleManifest tally(const sample::SamplePlan& plan, std::uint64_t seed) {
           found = std::any_of(message.plantedBodyWords.begin(), message.plantedBodyWords.end(),
                               contains);
           break;
-        case sample::PlantedField::Subject: found = contains(message.subject); break;
+        case sample::PlantedField::Subject:
+          found = contains(message.subject);
+          break;
         case sample::PlantedField::AttachmentName:
           found = std::any_of(message.attachments.begin(), message.attachments.end(),
                               [&](const auto& a) { return contains(a.fileName); });
@@ -52,7 +54,9 @@ SampleManifest tally(const sample::SamplePlan& plan, std::uint64_t seed) {
       if (found) ++manifest.words[index].messages;
     }
     for (auto& person : manifest.people) {
-      const auto is = [&](std::size_t index) { return plan.people[index].address == person.address; };
+      const auto is = [&](std::size_t index) {
+        return plan.people[index].address == person.address;
+      };
       if (is(message.author)) ++person.asAuthor;
       if (std::any_of(message.to.begin(), message.to.end(), is) ||
           std::any_of(message.cc.begin(), message.cc.end(), is) ||
@@ -96,8 +100,9 @@ std::filesystem::path maildirPath(const std::filesystem::path& root,
 class Generator {
  public:
   Generator(Store& store, const SampleOptions& options)
-      : store_(store), options_(options), plan_(sample::planSampleMail(options.seed,
-                                                                       options.messageCount)) {}
+      : store_(store),
+        options_(options),
+        plan_(sample::planSampleMail(options.seed, options.messageCount)) {}
 
   foundation::Result<SampleManifest> run() {
     for (const auto& entry : plan_.mailboxes) {
@@ -123,10 +128,9 @@ class Generator {
                       .dateReceived = message.dateReceived,
                       .kind = message.partial ? MessageDataKind::Partial : MessageDataKind::Whole};
       if (options_.maildir) {
-        auto copied = writeNewFile(
-            maildirPath(*options_.maildir, plan_.mailboxes[message.mailbox], message,
-                        options_.seed),
-            next.bytes);
+        auto copied = writeNewFile(maildirPath(*options_.maildir, plan_.mailboxes[message.mailbox],
+                                               message, options_.seed),
+                                   next.bytes);
         if (!copied) return copied.error();
       }
       batch.push_back(std::move(next));

@@ -88,12 +88,11 @@ std::map<std::string, std::string> filesBelow(const std::filesystem::path& folde
   return files;
 }
 
-SampleManifest generate(const std::filesystem::path& library, std::uint64_t seed,
-                        std::size_t count,
+SampleManifest generate(const std::filesystem::path& library, std::uint64_t seed, std::size_t count,
                         std::optional<std::filesystem::path> maildir = std::nullopt) {
   auto store = Store::open(library).value();
-  SampleOptions options{.seed = seed, .messageCount = count, .maildir = std::move(maildir),
-                        .batchSize = 97};
+  SampleOptions options{
+      .seed = seed, .messageCount = count, .maildir = std::move(maildir), .batchSize = 97};
   auto manifest = generateSampleMail(*store, options);
   EXPECT_TRUE(manifest) << manifest.error().description();
   return manifest ? manifest.value() : SampleManifest{};
@@ -124,7 +123,8 @@ TEST(SampleGenerator, ManifestCountsMatchWhatTheStoredMessagesSay) {
   EXPECT_EQ(found.messageCount, 700);
   EXPECT_EQ(manifest.messageCount, 700);
   expectSameCounts(found, manifest);
-  for (const auto& [url, count] : found.mailboxes) EXPECT_EQ(manifest.mailboxes.at(url), count) << url;
+  for (const auto& [url, count] : found.mailboxes)
+    EXPECT_EQ(manifest.mailboxes.at(url), count) << url;
   EXPECT_EQ(found.withAttachments, manifest.withAttachments);
   EXPECT_EQ(found.partial, manifest.partial);
   EXPECT_GT(manifest.partial, 0);

@@ -17,9 +17,8 @@ Value manifestValue(const SampleManifest& manifest) {
   for (const auto& [url, count] : manifest.mailboxes) mailboxes.emplace(url, Value::integer(count));
   Value::Array words;
   for (const auto& word : manifest.words) {
-    words.emplace_back(Value::Dictionary{{"word", word.word},
-                                         {"field", word.field},
-                                         {"messages", Value::integer(word.messages)}});
+    words.emplace_back(Value::Dictionary{
+        {"word", word.word}, {"field", word.field}, {"messages", Value::integer(word.messages)}});
   }
   Value::Array people;
   for (const auto& person : manifest.people) {
@@ -44,7 +43,8 @@ Value manifestValue(const SampleManifest& manifest) {
 }
 
 foundation::Result<SampleManifest> manifestFromValue(const Value& value) {
-  if (!value.isDictionary() || value["generatorVersion"].integerValue() != kSampleGeneratorVersion ||
+  if (!value.isDictionary() ||
+      value["generatorVersion"].integerValue() != kSampleGeneratorVersion ||
       !value["seed"].isString()) {
     return storeError(StoreErrorCode::Unparseable, "not a sample manifest of this version");
   }
@@ -76,8 +76,8 @@ foundation::Result<SampleManifest> manifestFromValue(const Value& value) {
 
 foundation::Status writeSampleManifest(const std::filesystem::path& path,
                                        const SampleManifest& manifest) {
-  auto bytes = foundation::encodePropertyList(manifestValue(manifest),
-                                              foundation::PropertyListFormat::Xml);
+  auto bytes =
+      foundation::encodePropertyList(manifestValue(manifest), foundation::PropertyListFormat::Xml);
   if (!bytes) return bytes.error();
   return writeFileAtomically(path, bytes.value());
 }

@@ -52,10 +52,9 @@ class Planner {
     addPeople();
     while (plan_.messages.size() < count_) addThread();
     plant();
-    std::stable_sort(plan_.messages.begin(), plan_.messages.end(),
-                     [](const MessagePlan& a, const MessagePlan& b) {
-                       return a.dateReceived < b.dateReceived;
-                     });
+    std::stable_sort(
+        plan_.messages.begin(), plan_.messages.end(),
+        [](const MessagePlan& a, const MessagePlan& b) { return a.dateReceived < b.dateReceived; });
     return std::move(plan_);
   }
 
@@ -89,10 +88,10 @@ class Planner {
     std::set<std::string> addresses{std::string(kOwnerAddress)};
     std::vector<double> weights;
     for (std::size_t rank = 0; rank < poolSize; ++rank) {
-      const NamePart& first = prng_.chance(0.04) ? prng_.pick(accentedFirstNames())
-                                                 : prng_.pick(firstNames());
-      const NamePart& last = prng_.chance(0.04) ? prng_.pick(accentedLastNames())
-                                                : prng_.pick(lastNames());
+      const NamePart& first =
+          prng_.chance(0.04) ? prng_.pick(accentedFirstNames()) : prng_.pick(firstNames());
+      const NamePart& last =
+          prng_.chance(0.04) ? prng_.pick(accentedLastNames()) : prng_.pick(lastNames());
       const std::string_view domain = prng_.pick(domains());
       std::string local = std::string(first.ascii) + "." + std::string(last.ascii);
       std::string address = local + "@" + std::string(domain);
@@ -103,8 +102,8 @@ class Planner {
       std::string name = prng_.chance(0.05)
                              ? std::string()
                              : std::string(first.display) + " " + std::string(last.display);
-      plan_.people.push_back({std::move(name), std::move(address),
-                              kTimeZones[prng_.below(kTimeZones.size())]});
+      plan_.people.push_back(
+          {std::move(name), std::move(address), kTimeZones[prng_.below(kTimeZones.size())]});
       weights.push_back(1.0 / std::pow(static_cast<double>(rank + 1), 1.05));
     }
     senders_.emplace(weights);
@@ -175,8 +174,9 @@ class Planner {
     std::vector<PlannedAttachment> planned;
     if (!prng_.chance(0.12)) return planned;
     const double draw = prng_.unit();
-    const std::size_t count =
-        draw < 0.75 ? 1 : draw < 0.90 ? 2 : static_cast<std::size_t>(prng_.between(3, 5));
+    const std::size_t count = draw < 0.75   ? 1
+                              : draw < 0.90 ? 2
+                                            : static_cast<std::size_t>(prng_.between(3, 5));
     static const WeightedChoice kinds = [] {
       std::vector<double> weights;
       for (const auto& kind : attachmentKinds()) weights.push_back(kind.weight);
@@ -202,8 +202,8 @@ class Planner {
     if (threadSize == 1 && prng_.chance(0.03)) return kJunk;
     if (prng_.chance(0.02)) return kTrash;
     if (message.dateReceived < kSampleEndTime - 365 * kDay && prng_.chance(0.35)) {
-      return kFirstArchive + static_cast<std::size_t>(yearOf(message.dateReceived) -
-                                                      firstArchiveYear_);
+      return kFirstArchive +
+             static_cast<std::size_t>(yearOf(message.dateReceived) - firstArchiveYear_);
     }
     return kInbox;
   }
@@ -211,10 +211,14 @@ class Planner {
   std::int64_t flagsFor(const MessagePlan& message) {
     std::int64_t flags = kCommonHighBit;
     switch (message.mailbox) {
-      case kSent: return flags | kFlagRead;
-      case kDrafts: return flags | kFlagRead | kFlagDraft;
-      case kJunk: return flags | kFlagJunk | (prng_.chance(0.3) ? std::int64_t{kFlagRead} : 0);
-      default: break;
+      case kSent:
+        return flags | kFlagRead;
+      case kDrafts:
+        return flags | kFlagRead | kFlagDraft;
+      case kJunk:
+        return flags | kFlagJunk | (prng_.chance(0.3) ? std::int64_t{kFlagRead} : 0);
+      default:
+        break;
     }
     const bool recent = message.dateReceived > kSampleEndTime - 30 * kDay;
     if (prng_.chance(recent ? 0.5 : 0.9)) flags |= kFlagRead;
@@ -242,8 +246,8 @@ class Planner {
     // The owner answers the threads they started and some of those addressed to them; the others
     // are conversations the owner follows as a recipient.
     const bool ownerAnswers = ownerStarts || prng_.chance(0.35);
-    const std::size_t counterpart = ownerStarts     ? rootTo.front()
-                                    : ownerAnswers  ? 0
+    const std::size_t counterpart = ownerStarts         ? rootTo.front()
+                                    : ownerAnswers      ? 0
                                     : rootTo.size() > 1 ? rootTo[1]
                                                         : poolPerson();
     const std::optional<std::size_t> third =
@@ -263,7 +267,7 @@ class Planner {
         message.cc = rootCc;
         message.subject = subject;
       } else {
-        message.author = third && prng_.chance(0.2) ? *third
+        message.author = third && prng_.chance(0.2)     ? *third
                          : previousAuthor == rootAuthor ? counterpart
                                                         : rootAuthor;
         message.to = {previousAuthor == message.author ? counterpart : previousAuthor};
@@ -285,8 +289,8 @@ class Planner {
       const std::string domain = address.substr(address.find('@') + 1);
       message.messageID = hex16(prng_.next()) + "." + std::to_string(message.stream) + "@" + domain;
       message.dateSent = std::min(time, kSampleEndTime + kDay - 1);
-      message.dateReceived = message.author == 0 ? message.dateSent
-                                                 : message.dateSent + prng_.between(2, 600);
+      message.dateReceived =
+          message.author == 0 ? message.dateSent : message.dateSent + prng_.between(2, 600);
       message.omitDateField = prng_.chance(0.003);
       message.mailbox = mailboxFor(message, size);
       message.flags = flagsFor(message);
@@ -316,8 +320,7 @@ class Planner {
   std::vector<std::size_t> choose(std::vector<std::size_t> candidates, std::size_t count) {
     count = std::min(count, candidates.size());
     for (std::size_t index = 0; index < count; ++index) {
-      std::swap(candidates[index],
-                candidates[index + prng_.below(candidates.size() - index)]);
+      std::swap(candidates[index], candidates[index + prng_.below(candidates.size() - index)]);
     }
     candidates.resize(count);
     return candidates;

@@ -43,7 +43,7 @@ struct MessagePlan {
   std::vector<std::size_t> to, cc, bcc;
   std::string messageID;
   std::vector<std::string> references;  // root first; the last is the parent
-  bool brokenChain = false;              // a reply whose threading fields were lost
+  bool brokenChain = false;             // a reply whose threading fields were lost
   std::string subject;
   std::int64_t flags = 0;
   std::optional<int> priority;  // X-Priority, when the message carries one

@@ -22,8 +22,8 @@ std::span<const NamePart> lastNames();
 std::span<const NamePart> accentedLastNames();
 std::span<const std::string_view> domains();
 std::span<const std::string_view> words();
-std::span<const std::string_view> latinWords();   // non-ASCII but within ISO 8859-1
-std::span<const std::string_view> unicodeWords(); // beyond ISO 8859-1: CJK, Cyrillic, emoji
+std::span<const std::string_view> latinWords();    // non-ASCII but within ISO 8859-1
+std::span<const std::string_view> unicodeWords();  // beyond ISO 8859-1: CJK, Cyrillic, emoji
 std::span<const std::string_view> attachmentStems();
 std::span<const std::string_view> accentedAttachmentStems();
 

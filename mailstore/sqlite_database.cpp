@@ -100,9 +100,9 @@ bool SqliteStatement::isNullColumn(int index) const {
 
 foundation::Result<std::unique_ptr<SqliteDatabase>> SqliteDatabase::open(
     const std::filesystem::path& path, Mode mode) {
-  const int flags = (mode == Mode::ReadOnly ? SQLITE_OPEN_READONLY
-                                            : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) |
-                    SQLITE_OPEN_NOMUTEX;
+  const int flags =
+      (mode == Mode::ReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) |
+      SQLITE_OPEN_NOMUTEX;
   sqlite3* handle = nullptr;
   const int status = sqlite3_open_v2(path.c_str(), &handle, flags, nullptr);
   std::unique_ptr<SqliteDatabase> database(new SqliteDatabase(handle));

@@ -58,8 +58,8 @@ class SqliteDatabase {
  public:
   enum class Mode { ReadWriteCreate, ReadOnly };
 
-  static foundation::Result<std::unique_ptr<SqliteDatabase>> open(
-      const std::filesystem::path& path, Mode mode);
+  static foundation::Result<std::unique_ptr<SqliteDatabase>> open(const std::filesystem::path& path,
+                                                                  Mode mode);
   SqliteDatabase(const SqliteDatabase&) = delete;
   SqliteDatabase& operator=(const SqliteDatabase&) = delete;
   ~SqliteDatabase();

@@ -15,7 +15,8 @@
 
 namespace trovadex::mailstore {
 
-// A message made ready for storing before the write lock is taken: parsed, converted, fingerprinted.
+// A message made ready for storing before the write lock is taken: parsed, converted,
+// fingerprinted.
 struct Store::PreparedMessage {
   std::string stored;  // the bytes of the .emlx message part (partial or whole)
   std::vector<StrippedPart> strippedParts;
@@ -70,8 +71,7 @@ foundation::Result<std::shared_ptr<Store>> Store::open(
 
 Mailbox Store::mailboxFromRecord(std::int64_t mailboxID, const MailboxAddress& address,
                                  const std::string& storeUUID) const {
-  return Mailbox{mailboxID, address, address.url(),
-                 mailboxFolder(v10Folder_, address) / storeUUID};
+  return Mailbox{mailboxID, address, address.url(), mailboxFolder(v10Folder_, address) / storeUUID};
 }
 
 foundation::Result<Mailbox> Store::mailbox(const MailboxAddress& address) {
@@ -151,7 +151,9 @@ foundation::Result<Store::PreparedMessage> Store::prepare(const NewMessage& mess
   std::tie(record.subjectPrefix, record.subject) = splitSubjectPrefix(mime.subject);
   if (!mime.from.empty()) record.sender = mime.from.front();
   const std::pair<RecipientType, const std::vector<MailAddress>*> roles[] = {
-      {RecipientType::To, &mime.to}, {RecipientType::Cc, &mime.cc}, {RecipientType::Bcc, &mime.bcc}};
+      {RecipientType::To, &mime.to},
+      {RecipientType::Cc, &mime.cc},
+      {RecipientType::Bcc, &mime.bcc}};
   for (const auto& [type, addresses] : roles) {
     for (const auto& address : *addresses) record.recipients.emplace_back(type, address);
   }
@@ -159,8 +161,8 @@ foundation::Result<Store::PreparedMessage> Store::prepare(const NewMessage& mess
   record.dateReceived = message.dateReceived.value_or(
       mime.dateSent.value_or(static_cast<std::int64_t>(std::floor(clock_->now().unixTime()))));
   record.dateLastViewed = message.dateLastViewed;
-  std::int64_t flags = withAttachmentCount(message.flags,
-                                           static_cast<std::int64_t>(mime.attachments.size()));
+  std::int64_t flags =
+      withAttachmentCount(message.flags, static_cast<std::int64_t>(mime.attachments.size()));
   if (priorityOf(flags) == 0) flags = withPriority(flags, mime.priority.value_or(kNormalPriority));
   record.flags = flags;
   record.size = static_cast<std::int64_t>(bytes.size());
@@ -203,9 +205,9 @@ AddOutcome Store::store(const Mailbox& mailbox, PreparedMessage& message) {
   if (auto opened = index_->savepoint(); !opened) return {AddResult::Failed, 0, opened.error()};
   message.record.mailboxID = mailbox.mailboxID;
   auto inserted = index_->insertMessage(message.record);
-  foundation::Status status = inserted ? index_->adjustCounts(mailbox.mailboxID,
-                                                              message.record.flags, 1)
-                                       : foundation::Status(inserted.error());
+  foundation::Status status = inserted
+                                  ? index_->adjustCounts(mailbox.mailboxID, message.record.flags, 1)
+                                  : foundation::Status(inserted.error());
   const std::int64_t libraryID = inserted ? inserted.value() : 0;
   if (status && !message.strippedParts.empty()) {
     status = writeStrippedParts(attachmentsFolder(mailbox.storeFolder, libraryID),
@@ -343,7 +345,8 @@ foundation::Result<StoredMessage> Store::message(std::int64_t libraryID) {
   });
   if (!read) return read.error();
   if (failure) return *failure;
-  if (!found) return storeError(StoreErrorCode::NotFound, "no message " + std::to_string(libraryID));
+  if (!found)
+    return storeError(StoreErrorCode::NotFound, "no message " + std::to_string(libraryID));
   if (auto mailbox = mailboxWithID(found->mailboxID)) fillFileState(mailbox.value(), *found);
   return *found;
 }

@@ -61,7 +61,7 @@ enum class AddResult { Added, Duplicate, Failed };
 
 struct AddOutcome {
   AddResult result = AddResult::Failed;
-  std::int64_t libraryID = 0;  // the new message, or the one it duplicates
+  std::int64_t libraryID = 0;              // the new message, or the one it duplicates
   std::optional<foundation::Error> error;  // why it failed
 };
 

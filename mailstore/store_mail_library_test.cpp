@@ -55,8 +55,8 @@ class StoreMailLibraryTest : public ::testing::Test {
 };
 
 TEST_F(StoreMailLibraryTest, ResolvesBothDataKindsThroughTheRealDatabase) {
-  const auto mailboxes = mailboxesOf(std::to_string(wholeID_) + "," + std::to_string(partialID_) +
-                                     ",999999");
+  const auto mailboxes =
+      mailboxesOf(std::to_string(wholeID_) + "," + std::to_string(partialID_) + ",999999");
   ASSERT_EQ(mailboxes.size(), 2u);
   EXPECT_EQ(mailboxes.at(wholeID_), inbox_.mailboxID);
   EXPECT_EQ(mailboxes.at(partialID_), inbox_.mailboxID);

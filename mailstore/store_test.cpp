@@ -55,7 +55,8 @@ class StoreTest : public ::testing::Test {
 };
 
 TEST_F(StoreTest, WritesEachMessageAsAnEmlxFileNamedByItsRowInTheDigitFolders) {
-  const auto outcomes = add({{.bytes = testing::simpleMessage("a@x", "First"), .flags = kFlagRead,
+  const auto outcomes = add({{.bytes = testing::simpleMessage("a@x", "First"),
+                              .flags = kFlagRead,
                               .dateReceived = 1700000100}});
   ASSERT_EQ(outcomes.size(), 1u);
   ASSERT_EQ(outcomes[0].result, AddResult::Added);
@@ -77,9 +78,9 @@ TEST_F(StoreTest, WritesEachMessageAsAnEmlxFileNamedByItsRowInTheDigitFolders) {
   EXPECT_EQ(count("SELECT count(*) FROM recipients r JOIN addresses a ON a.ROWID = r.address "
                   "WHERE a.address = 'bob@example.org' AND a.comment = 'Bob Example'"),
             1);
-  EXPECT_EQ(count("SELECT total_count FROM mailboxes WHERE ROWID = " +
-                  std::to_string(inbox_.mailboxID)),
-            1);
+  EXPECT_EQ(
+      count("SELECT total_count FROM mailboxes WHERE ROWID = " + std::to_string(inbox_.mailboxID)),
+      1);
   EXPECT_EQ(text("PRAGMA journal_mode"), "wal");
 }
 
@@ -133,7 +134,8 @@ TEST_F(StoreTest, KeepsAPartialMessageWithItsAttachmentBodiesBesideIt) {
   EXPECT_EQ(file.value().message.find("JVBERi0x"), std::string::npos);
   EXPECT_EQ(attachmentCountOf(file.value().flags()), 1);
   auto body = readWholeFile(attachmentsFolder(inbox_.storeFolder, id) / "2" /
-                            "\xC3\x9C" "bersicht 7.pdf");
+                            "\xC3\x9C"
+                            "bersicht 7.pdf");
   ASSERT_TRUE(body) << body.error().description();
   EXPECT_EQ(body.value().substr(0, 8), "%PDF-1.4");
   EXPECT_EQ(count("SELECT count(*) FROM attachments WHERE attachment_id = '2'"), 1);
@@ -155,7 +157,8 @@ TEST_F(StoreTest, EnumeratesMessagesWithTheirFileStateForAnIndexer) {
   EXPECT_TRUE(hasFlag(seen[1].flags, kFlagFlagged));
   for (const auto& message : seen) {
     ASSERT_TRUE(message.path);
-    EXPECT_EQ(message.fileSize, static_cast<std::int64_t>(std::filesystem::file_size(*message.path)));
+    EXPECT_EQ(message.fileSize,
+              static_cast<std::int64_t>(std::filesystem::file_size(*message.path)));
     EXPECT_GT(message.fileModificationNanoseconds, 0);
   }
   EXPECT_NE(seen[1].path->string().find("Archive.mbox/2019.mbox/"), std::string::npos);
@@ -179,8 +182,9 @@ TEST_F(StoreTest, RewritesFlagsInFileAndRowAndKeepsUnreadCountsInStep) {
 }
 
 TEST_F(StoreTest, DeletesRowAndFilesAndNeverReusesTheId) {
-  const auto first = add({{.bytes = testing::messageWithAttachment("d@x"),
-                           .kind = MessageDataKind::Partial}})[0].libraryID;
+  const auto first =
+      add({{.bytes = testing::messageWithAttachment("d@x"), .kind = MessageDataKind::Partial}})[0]
+          .libraryID;
   const auto path = store_->message(first).value().path;
   ASSERT_TRUE(path);
   ASSERT_TRUE(store_->deleteMessage(first));

@@ -21,7 +21,8 @@ namespace trovadex::mailstore::testing {
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "mailstore-test-XXXXXX").string();
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "mailstore-test-XXXXXX").string();
     path_ = ::mkdtemp(pattern.data());
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
@@ -47,12 +48,17 @@ inline std::string simpleMessage(const std::string& messageID, const std::string
                                  const std::string& body = "Hello there.\n") {
   return "From: Alice Example <alice@example.org>\n"
          "To: Bob Example <bob@example.org>\n"
-         "Subject: " + subject + "\n"
+         "Subject: " +
+         subject +
+         "\n"
          "Date: Tue, 14 Nov 2023 22:13:20 +0000\n"
-         "Message-ID: <" + messageID + ">\n"
+         "Message-ID: <" +
+         messageID +
+         ">\n"
          "MIME-Version: 1.0\n"
          "Content-Type: text/plain; charset=utf-8\n"
-         "\n" + body;
+         "\n" +
+         body;
 }
 
 // A multipart message with one PDF attachment (named with an RFC 2231 UTF-8 file name).
@@ -62,7 +68,9 @@ inline std::string messageWithAttachment(const std::string& messageID) {
          "Cc: =?UTF-8?B?5bGx55Sw5aSq6YOO?= <yamada@example.jp>\n"
          "Subject: =?UTF-8?Q?Quartalsbericht_f=C3=BCr_Q3?=\n"
          "Date: Wed, 15 Nov 2023 08:00:00 +0100\n"
-         "Message-ID: <" + messageID + ">\n"
+         "Message-ID: <" +
+         messageID +
+         ">\n"
          "MIME-Version: 1.0\n"
          "Content-Type: multipart/mixed; boundary=\"b1\"\n"
          "\n"

@@ -24,7 +24,8 @@ constexpr std::array<Command, 2> kCommands{{
 
 int usage(std::ostream& stream, int status) {
   stream << "usage:\n";
-  for (const auto& command : kCommands) stream << "  " << kProgram << " " << command.usage() << "\n";
+  for (const auto& command : kCommands)
+    stream << "  " << kProgram << " " << command.usage() << "\n";
   return status;
 }
 

@@ -83,7 +83,8 @@ class SearchQueryFactory {
   // A new, unstarted query; attributes are the names to fetch (none: no attribute list). May
   // return null when the platform refuses to make the query. Safe from any thread.
   virtual std::shared_ptr<SearchQuery> makeQuery(
-      const std::string& queryString, const std::optional<std::vector<std::string>>& attributes) = 0;
+      const std::string& queryString,
+      const std::optional<std::vector<std::string>>& attributes) = 0;
   // Whether found items expose their attribute dictionaries (the platform's attribute-set
   // "attributes" facility).
   virtual bool attributeSetsRespondToAttributes() const = 0;

@@ -52,10 +52,11 @@ class PseudoTerminal {
 };
 
 platform::Alert removalOffer() {
-  return {"Trovadex Application Not Found",
-          "It looks like you uninstalled Trovadex. Do you want to remove the Trovadex Mail Plug-in?",
-          platform::AlertStyle::Informational,
-          {"Uninstall Plug-In", "Continue"}};
+  return {
+      "Trovadex Application Not Found",
+      "It looks like you uninstalled Trovadex. Do you want to remove the Trovadex Mail Plug-in?",
+      platform::AlertStyle::Informational,
+      {"Uninstall Plug-In", "Continue"}};
 }
 
 TEST(TerminalAlertPresenter, AsksOnTheTerminalAndReturnsTheChosenButton) {
@@ -100,8 +101,8 @@ TEST(TerminalAlertPresenter, AnswersWithTheConfiguredButtonWithoutAsking) {
   EXPECT_EQ(first.runModal(removalOffer()), platform::kAlertFirstButtonReturn);
   TerminalAlertPresenter beyond(nullptr, 9, terminal.path());
   EXPECT_EQ(beyond.runModal(removalOffer()), platform::kAlertFirstButtonReturn + 1);
-  platform::Alert single{"The Trovadex Mail plug-in needs an update", "", platform::AlertStyle::Critical,
-                         {"OK"}};
+  platform::Alert single{
+      "The Trovadex Mail plug-in needs an update", "", platform::AlertStyle::Critical, {"OK"}};
   EXPECT_EQ(beyond.runModal(single), platform::kAlertFirstButtonReturn);
   EXPECT_EQ(terminal.screen(), "") << "a configured answer never shows on the terminal";
 }

@@ -9,9 +9,9 @@
 #include <gio/gio.h>
 #include <glib-unix.h>
 
+#include <unistd.h>
 #include <cstdio>
 #include <cstring>
-#include <unistd.h>
 #include <memory>
 #include <string>
 
@@ -29,8 +29,8 @@ namespace {
 bool roundTripToBus(GDBusConnection* connection) {
   GError* error = nullptr;
   tl::GVariantPtr reply(g_dbus_connection_call_sync(
-      connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-      "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
+      connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
+      nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
   if (error != nullptr) g_error_free(error);
   return reply != nullptr;
 }
@@ -65,10 +65,9 @@ int main(int argc, char** argv) {
   GDBusConnection* bus = connection.value().get();
 
   // Standard input closing is the signal to leave.
-  tl::GSourcePtr input(g_unix_fd_source_new(0, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR)));
-  g_source_set_callback(
-      input.get(),
-      G_SOURCE_FUNC(onInput), &loop, nullptr);
+  tl::GSourcePtr input(
+      g_unix_fd_source_new(0, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR)));
+  g_source_set_callback(input.get(), G_SOURCE_FUNC(onInput), &loop, nullptr);
   g_source_attach(input.get(), loop.context());
 
   const std::string command = argv[1];
@@ -87,9 +86,9 @@ int main(int argc, char** argv) {
   } else if (command == "own") {
     GError* error = nullptr;
     tl::GVariantPtr reply(g_dbus_connection_call_sync(
-        bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "RequestName", g_variant_new("(su)", argv[2], 0u), G_VARIANT_TYPE("(u)"),
-        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
+        bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+        g_variant_new("(su)", argv[2], 0u), G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1,
+        nullptr, &error));
     if (!reply) {
       std::fprintf(stderr, "RequestName failed: %s\n", error->message);
       g_error_free(error);

@@ -68,10 +68,10 @@ TEST(StderrConsole, StampsEachLineWithTimeIdentAndProcess) {
   console.writeLine("TrovadexMailPlugin - n/a - TDMailPlugin load");
   console.writeLine("second");
   const std::string pid = std::to_string(::getpid());
-  const std::regex expected(
-      R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} trovadex-mailhost\[)" + pid +
-      R"(\] TrovadexMailPlugin - n/a - TDMailPlugin load\n)"
-      R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} trovadex-mailhost\[)" + pid + R"(\] second\n)");
+  const std::regex expected(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} trovadex-mailhost\[)" + pid +
+                            R"(\] TrovadexMailPlugin - n/a - TDMailPlugin load\n)"
+                            R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} trovadex-mailhost\[)" +
+                            pid + R"(\] second\n)");
   const std::string written = pipe.drain();
   EXPECT_TRUE(std::regex_match(written, expected)) << written;
 }

@@ -140,12 +140,10 @@ TEST(LocalNotificationCenter, DeliversAPostOnTheMainThreadBeforePostReturnsInObs
   auto first = center.addObserver("Quit", [&](const platform::Notification& n) {
     calls.push_back("first " + n.userInfo["why"].description());
   });
-  auto second = center.addObserver("Quit", [&](const platform::Notification&) {
-    calls.push_back("second");
-  });
-  auto other = center.addObserver("Other", [&](const platform::Notification&) {
-    calls.push_back("other");
-  });
+  auto second =
+      center.addObserver("Quit", [&](const platform::Notification&) { calls.push_back("second"); });
+  auto other =
+      center.addObserver("Other", [&](const platform::Notification&) { calls.push_back("other"); });
   center.postNotification("Quit", {}, foundation::Value::Dictionary{{"why", "signal"}}, true);
   EXPECT_EQ(calls, (std::vector<std::string>{"first signal", "second"}));
 }

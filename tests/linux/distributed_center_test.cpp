@@ -51,9 +51,8 @@ struct Received {
 
 void observe(DBusNotificationCenter& center, const std::string& name, Received& received,
              GDBusConnection* connection) {
-  received.subscription = center.addObserver(name, [&received](const platform::Notification& n) {
-    received.notifications.push_back(n);
-  });
+  received.subscription = center.addObserver(
+      name, [&received](const platform::Notification& n) { received.notifications.push_back(n); });
   testing::syncWithBus(connection);
 }
 
@@ -101,8 +100,9 @@ TEST_F(DistributedCenter, CarriesEveryValueKindToAnotherProcessAndBack) {
       {"when", Value(Date::withTimeIntervalSinceReferenceDate(812345678.5))},
       {"blob", Value::data({0, 1, 254, 255})},
       {"activeNames", Value(Value::Array{Value("a"), Value::integer(2)})},
-      {"pendingBatches", Value(Value::Array{Value(Value::Dictionary{
-                             {"batchName", Value("b")}, {"batchNumber", Value::unsignedInteger(3)}})})},
+      {"pendingBatches",
+       Value(Value::Array{Value(Value::Dictionary{{"batchName", Value("b")},
+                                                  {"batchNumber", Value::unsignedInteger(3)}})})},
   };
   center_.postNotification(kSearch, Value("client-7"), Value(userInfo), true);
   center_.postNotification(kSearch, Value(), Value(), true);
@@ -124,12 +124,12 @@ TEST_F(DistributedCenter, CarriesEveryValueKindToAnotherProcessAndBack) {
 TEST_F(DistributedCenter, ReadsTypedArraysAndDictionariesSentByGdbus) {
   Received received;
   observe(center_, kSearch, received, bus_.get());
-  ASSERT_EQ(testing::runProgram(
-                loop_, {"gdbus", "emit", "--session", "--object-path", "/org/trovadex/MailPlugin",
-                        "--signal", kSearch, "'shell'",
-                        "{'names': <['INBOX', 'Sent']>, 'pairs': <{'field': 'subject'}>, "
-                        "'count': <int32 3>}"}),
-            0);
+  ASSERT_EQ(
+      testing::runProgram(loop_, {"gdbus", "emit", "--session", "--object-path",
+                                  "/org/trovadex/MailPlugin", "--signal", kSearch, "'shell'",
+                                  "{'names': <['INBOX', 'Sent']>, 'pairs': <{'field': 'subject'}>, "
+                                  "'count': <int32 3>}"}),
+      0);
   ASSERT_TRUE(waitFor(received, 1));
   const platform::Notification& notification = received.notifications[0];
   EXPECT_EQ(notification.object, Value("shell"));

@@ -55,8 +55,7 @@ std::vector<const char*> argumentVector(const std::vector<std::string>& argument
 
 }  // namespace
 
-PeerProcess::PeerProcess(MainLoop& loop, const std::vector<std::string>& arguments)
-    : loop_(loop) {
+PeerProcess::PeerProcess(MainLoop& loop, const std::vector<std::string>& arguments) : loop_(loop) {
   std::vector<std::string> full = {TROVADEX_BUS_PEER};
   full.insert(full.end(), arguments.begin(), arguments.end());
   auto argv = argumentVector(full);
@@ -126,8 +125,8 @@ bool PeerProcess::stop() {
 void syncWithBus(GDBusConnection* connection) {
   GError* error = nullptr;
   GVariantPtr reply(g_dbus_connection_call_sync(
-      connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-      "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
+      connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
+      nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
   if (!reply) {
     ADD_FAILURE() << "the bus did not answer: " << error->message;
     g_error_free(error);
@@ -137,8 +136,7 @@ void syncWithBus(GDBusConnection* connection) {
 int runProgram(MainLoop& loop, const std::vector<std::string>& arguments) {
   auto argv = argumentVector(arguments);
   GError* error = nullptr;
-  GObjectPtr<GSubprocess> process(
-      g_subprocess_newv(argv.data(), G_SUBPROCESS_FLAGS_NONE, &error));
+  GObjectPtr<GSubprocess> process(g_subprocess_newv(argv.data(), G_SUBPROCESS_FLAGS_NONE, &error));
   if (!process) {
     ADD_FAILURE() << "could not start " << arguments.front() << ": " << error->message;
     g_error_free(error);

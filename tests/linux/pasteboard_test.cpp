@@ -106,8 +106,8 @@ TEST(FolderPasteboardServer, TouchesTheDiskOnlyWhenSomethingIsWritten) {
 
 TEST(FolderPasteboardServer, RefusesBadNamesWithoutTouchingTheDisk) {
   Fixture fixture;
-  for (const std::string& bad : {std::string("../x"), std::string("a/b"), std::string(".hidden"),
-                                 std::string(300, 'n')}) {
+  for (const std::string& bad :
+       {std::string("../x"), std::string("a/b"), std::string(".hidden"), std::string(300, 'n')}) {
     auto pasteboard = fixture.server.pasteboardWithName(bad);
     EXPECT_EQ(pasteboard->name(), bad);
     pasteboard->declareTypes({kResults}, nullptr);
@@ -177,7 +177,8 @@ TEST(PasteboardFolder, ReadsBinaryAndXmlPropertyLists) {
   ASSERT_TRUE(folder.prepareRoot().ok());
   fs::create_directories(fixture.root + "/formats");
   const Value payload = batch(2, "formats");
-  for (auto format : {foundation::PropertyListFormat::Binary, foundation::PropertyListFormat::Xml}) {
+  for (auto format :
+       {foundation::PropertyListFormat::Binary, foundation::PropertyListFormat::Xml}) {
     auto bytes = foundation::encodePropertyList(payload, format);
     ASSERT_TRUE(bytes.ok());
     std::ofstream(fixture.root + "/formats/" + kResults, std::ios::binary) << bytes.value();
@@ -214,7 +215,8 @@ TEST(PasteboardFolder, ReaderSeesWholeBatchesWhileAWriterReplacesThem) {
   EXPECT_GT(reads.load(), 0);
   EXPECT_EQ(torn.load(), 0) << "of " << reads.load() << " reads";
   // Only the one type file remains: no temporary files are left behind.
-  EXPECT_EQ(std::distance(fs::directory_iterator(fixture.root + "/live"), fs::directory_iterator()), 1);
+  EXPECT_EQ(std::distance(fs::directory_iterator(fixture.root + "/live"), fs::directory_iterator()),
+            1);
 }
 
 TEST(FolderPasteboardServer, RemovesFoldersOfEndedHostsAndKeepsThoseOfLiveOnes) {
