@@ -10,7 +10,15 @@ namespace {
 using foundation::Value;
 
 enum Tag : std::uint8_t {
-  kString = 1, kBool, kInteger, kUnsigned, kReal, kDate, kData, kArray, kDictionary
+  kString = 1,
+  kBool,
+  kInteger,
+  kUnsigned,
+  kReal,
+  kDate,
+  kData,
+  kArray,
+  kDictionary
 };
 
 void putVarint(std::string& out, std::uint64_t value) {
@@ -143,7 +151,8 @@ class Reader {
     }
     const auto tag = static_cast<std::uint8_t>(bytes_[pos_++]);
     switch (tag) {
-      case kString: return Value(std::string(bytes()));
+      case kString:
+        return Value(std::string(bytes()));
       case kBool:
         if (pos_ >= bytes_.size()) return fail(), Value();
         return Value::boolean(bytes_[pos_++] != 0);
@@ -151,9 +160,12 @@ class Reader {
         const std::uint64_t z = varint();
         return Value::integer(static_cast<std::int64_t>((z >> 1) ^ (~(z & 1) + 1)));
       }
-      case kUnsigned: return Value::unsignedInteger(varint());
-      case kReal: return Value::real(real());
-      case kDate: return Value(foundation::Date::withTimeIntervalSinceReferenceDate(real()));
+      case kUnsigned:
+        return Value::unsignedInteger(varint());
+      case kReal:
+        return Value::real(real());
+      case kDate:
+        return Value(foundation::Date::withTimeIntervalSinceReferenceDate(real()));
       case kData: {
         std::string_view raw = bytes();
         return Value::data(Value::Bytes(raw.begin(), raw.end()));
@@ -172,8 +184,7 @@ class Reader {
     }
   }
 
-  Value::Dictionary dictionary(int depth,
-                               const std::function<bool(std::string_view)>* wanted) {
+  Value::Dictionary dictionary(int depth, const std::function<bool(std::string_view)>* wanted) {
     Value::Dictionary out;
     const std::uint64_t count = varint();
     for (std::uint64_t i = 0; ok_ && i < count; ++i) {

@@ -10,8 +10,8 @@ namespace {
 TextTest compileText(const Literal& literal, const Modifiers& modifiers) {
   TextTest test;
   const bool fuzzy = modifiers.fuzzyThreshold.has_value();
-  test.folding = FoldOptions{modifiers.caseInsensitive || fuzzy,
-                             modifiers.diacriticInsensitive || fuzzy};
+  test.folding =
+      FoldOptions{modifiers.caseInsensitive || fuzzy, modifiers.diacriticInsensitive || fuzzy};
   test.wordBased = modifiers.wordBased || modifiers.tokenized;
   test.fuzzyThreshold = modifiers.fuzzyThreshold;
   test.existence = literal.pattern == kStarMarker;
@@ -40,8 +40,7 @@ double isoInstant(const IsoDateTime& iso, const QueryTime& time) {
   return resolveTime(expression, time).start;
 }
 
-Operand compileOperand(const Literal& literal, const Modifiers& modifiers,
-                       const QueryTime& time) {
+Operand compileOperand(const Literal& literal, const Modifiers& modifiers, const QueryTime& time) {
   Operand operand;
   operand.kind = literal.kind;
   operand.spelling = literal.spelling;
@@ -88,9 +87,15 @@ void compileAttribute(const AttributeRef& attribute, Predicate& out) {
 Predicate compileQuery(const Node& tree, const QueryTime& time) {
   Predicate out;
   switch (tree.kind) {
-    case Node::Kind::Or: out.kind = Predicate::Kind::Or; break;
-    case Node::Kind::And: out.kind = Predicate::Kind::And; break;
-    case Node::Kind::Not: out.kind = Predicate::Kind::Not; break;
+    case Node::Kind::Or:
+      out.kind = Predicate::Kind::Or;
+      break;
+    case Node::Kind::And:
+      out.kind = Predicate::Kind::And;
+      break;
+    case Node::Kind::Not:
+      out.kind = Predicate::Kind::Not;
+      break;
     case Node::Kind::Constant:
       out.kind = Predicate::Kind::Constant;
       out.constant = tree.constant;

@@ -24,11 +24,11 @@ struct TextTest {
   bool wordBased = false;
   bool existence = false;  // the literal is a lone "*": any value at all
   std::optional<int> fuzzyThreshold;
-  Glob whole;                    // the whole value
-  std::vector<Glob> wordParts;   // the literal's words cut at camel-case changes
-  std::vector<Glob> wordRuns;    // the literal's words
-  std::string foldedSpelling;    // for <, >, <=, >= and InRange on strings
-  std::string requiredText;      // the longest literal piece of any word: a quick pre-check
+  Glob whole;                   // the whole value
+  std::vector<Glob> wordParts;  // the literal's words cut at camel-case changes
+  std::vector<Glob> wordRuns;   // the literal's words
+  std::string foldedSpelling;   // for <, >, <=, >= and InRange on strings
+  std::string requiredText;     // the longest literal piece of any word: a quick pre-check
 };
 
 // A bound or right-hand side reduced to what each kind of value compares with.
@@ -52,8 +52,8 @@ struct Predicate {
   std::vector<std::string> spellings;  // Named: every key under which the values may be stored
   bool fullText = false;               // Named: a full-text attribute
   CompareOp op = CompareOp::Equal;
-  Operand operand;                     // Compare: the value; Range: the low bound
-  Operand high;                        // Range
+  Operand operand;  // Compare: the value; Range: the low bound
+  Operand high;     // Range
 };
 
 Predicate compileQuery(const Node& tree, const QueryTime& time);

@@ -15,7 +15,7 @@ void prune(std::vector<std::weak_ptr<QueryCore>>& queries) {
 }  // namespace
 
 foundation::Result<std::shared_ptr<EngineCore>> EngineCore::open(const std::string& path,
-                                                                  EngineOptions options) {
+                                                                 EngineOptions options) {
   auto writer = IndexWriter::open(path);
   if (!writer) return writer.error();
   if (!options.clock) options.clock = std::make_shared<foundation::SystemClock>();
@@ -23,8 +23,7 @@ foundation::Result<std::shared_ptr<EngineCore>> EngineCore::open(const std::stri
       new EngineCore(path, std::move(options), std::move(writer.value())));
 }
 
-EngineCore::EngineCore(std::string path, EngineOptions options,
-                       std::unique_ptr<IndexWriter> writer)
+EngineCore::EngineCore(std::string path, EngineOptions options, std::unique_ptr<IndexWriter> writer)
     : path_(std::move(path)),
       options_(std::move(options)),
       queryPool_(options_.queryThreads),

@@ -28,7 +28,7 @@ class QueryCore;
 class EngineCore {
  public:
   static foundation::Result<std::shared_ptr<EngineCore>> open(const std::string& path,
-                                                               EngineOptions options);
+                                                              EngineOptions options);
   ~EngineCore();
 
   const EngineOptions& options() const { return options_; }

@@ -53,8 +53,7 @@ foundation::Value EngineSearchQuery::fetchAttributes() const {
 std::string EngineSearchQuery::description() const {
   char address[32];
   std::snprintf(address, sizeof address, "%p", static_cast<const void*>(this));
-  return std::string("<CSSearchQuery: ") + address + "; queryString: " + core_->queryString() +
-         ">";
+  return std::string("<CSSearchQuery: ") + address + "; queryString: " + core_->queryString() + ">";
 }
 
 std::shared_ptr<platform::SearchQuery> EngineSearchQueryFactory::makeQuery(

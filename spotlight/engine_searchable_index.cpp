@@ -8,8 +8,8 @@ void EngineSearchableIndex::apply(Change change, Completion completion) {
                   completion = std::move(completion)](IndexWriter* writer) {
     std::optional<foundation::Error> error;
     if (!writer) {
-      error = foundation::Error{std::string(kIndexErrorDomain), -1,
-                                "The search engine has shut down."};
+      error =
+          foundation::Error{std::string(kIndexErrorDomain), -1, "The search engine has shut down."};
     } else {
       foundation::Result<std::vector<IndexChange>> changed = change(*writer);
       if (changed) {
@@ -30,16 +30,16 @@ void EngineSearchableIndex::indexSearchableItems(const platform::SearchableItems
 
 void EngineSearchableIndex::deleteSearchableItemsWithIdentifiers(
     const std::vector<std::string>& identifiers, Completion completion) {
-  apply([name = name_, identifiers](IndexWriter& writer) {
-    return writer.deleteItems(name, identifiers);
-  }, std::move(completion));
+  apply([name = name_,
+         identifiers](IndexWriter& writer) { return writer.deleteItems(name, identifiers); },
+        std::move(completion));
 }
 
 void EngineSearchableIndex::deleteSearchableItemsWithDomainIdentifiers(
     const std::vector<std::string>& domainIdentifiers, Completion completion) {
-  apply([name = name_, domainIdentifiers](IndexWriter& writer) {
-    return writer.deleteDomains(name, domainIdentifiers);
-  }, std::move(completion));
+  apply([name = name_, domainIdentifiers](
+            IndexWriter& writer) { return writer.deleteDomains(name, domainIdentifiers); },
+        std::move(completion));
 }
 
 std::shared_ptr<platform::SearchableIndex> EngineSearchableIndexFactory::indexWithName(

@@ -79,12 +79,18 @@ bool matchesWords(const TextTest& test, std::string_view value) {
 
 bool compareOrdered(double x, CompareOp op, double y) {
   switch (op) {
-    case CompareOp::Equal: return x == y;
-    case CompareOp::NotEqual: return x != y;
-    case CompareOp::Less: return x < y;
-    case CompareOp::Greater: return x > y;
-    case CompareOp::LessEqual: return x <= y;
-    case CompareOp::GreaterEqual: return x >= y;
+    case CompareOp::Equal:
+      return x == y;
+    case CompareOp::NotEqual:
+      return x != y;
+    case CompareOp::Less:
+      return x < y;
+    case CompareOp::Greater:
+      return x > y;
+    case CompareOp::LessEqual:
+      return x <= y;
+    case CompareOp::GreaterEqual:
+      return x >= y;
   }
   return false;
 }

@@ -66,7 +66,7 @@ TEST(EvaluatorStrings, ComparesWholeValuesExactlyWithStarsAnywhere) {
 
 TEST(EvaluatorStrings, TreatsEscapedStarsQuestionMarksAndQuotesAsLiteralCharacters) {
   // Each clause of the escape battery finds exactly its own name.
-  const std::vector<std::string> names = {"x+x", "x*x", "x=x", "x'x", "x?x",
+  const std::vector<std::string> names = {"x+x", "x*x", "x=x",  "x'x", "x?x",
                                           "x x", "x(x", "x\"x", "x\\x"};
   const std::vector<std::string> clauses = {
       R"(kMDItemFSName=="x+x")", R"(kMDItemFSName=="x\*x")", R"(kMDItemFSName=="x=x")",
@@ -79,10 +79,10 @@ TEST(EvaluatorStrings, TreatsEscapedStarsQuestionMarksAndQuotesAsLiteralCharacte
     }
   }
   EXPECT_FALSE(matches(R"(t == "x?x")", {{"t", "xyx"}}));
-  EXPECT_TRUE(matches(R"(t == "\"phrase632-alpha beta\"*"cd)",
-                      {{"t", "\"Phrase632-alpha beta\" notes"}}));
-  EXPECT_FALSE(matches(R"(t == "\"phrase632-alpha beta\"*"cd)",
-                       {{"t", "phrase632-alpha beta notes"}}));
+  EXPECT_TRUE(
+      matches(R"(t == "\"phrase632-alpha beta\"*"cd)", {{"t", "\"Phrase632-alpha beta\" notes"}}));
+  EXPECT_FALSE(
+      matches(R"(t == "\"phrase632-alpha beta\"*"cd)", {{"t", "phrase632-alpha beta notes"}}));
   // A key name inside a value is just text.
   EXPECT_TRUE(matches(R"(kMDItemDisplayName=="*kMDItemFSName*"cd)",
                       {{"kMDItemDisplayName", "about kmditemfsname"}}));
@@ -158,10 +158,10 @@ TEST(EvaluatorArrays, MatchesAnyElementAndTreatsNotEqualAsNegationIncludingAbsen
   EXPECT_TRUE(matches("kMDItemLastUsedDate == NULL", withoutAuthors));
   // The header's own example: no "Re:" subject, including messages without a subject.
   const std::string header = R"(contentType == "public.email-message" && subject != "Re:*")";
-  EXPECT_TRUE(matches(header, {{"kMDItemContentType", "public.email-message"},
-                               {"kMDItemSubject", "Lunch"}}));
-  EXPECT_FALSE(matches(header, {{"kMDItemContentType", "public.email-message"},
-                                {"kMDItemSubject", "Re: Lunch"}}));
+  EXPECT_TRUE(matches(
+      header, {{"kMDItemContentType", "public.email-message"}, {"kMDItemSubject", "Lunch"}}));
+  EXPECT_FALSE(matches(
+      header, {{"kMDItemContentType", "public.email-message"}, {"kMDItemSubject", "Re: Lunch"}}));
   EXPECT_TRUE(matches(header, {{"kMDItemContentType", "public.email-message"}}));
 }
 

@@ -38,8 +38,7 @@ foundation::Value::Dictionary FetchList::select(const foundation::Value::Diction
     auto found = all.find(name);
     if (found == all.end()) {
       std::string_view single;
-      for (std::string_view spelling :
-           attributeSpellings(canonicalAttributeName(name), single)) {
+      for (std::string_view spelling : attributeSpellings(canonicalAttributeName(name), single)) {
         found = all.find(spelling);
         if (found != all.end()) break;
       }

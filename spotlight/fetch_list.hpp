@@ -29,8 +29,8 @@ class FetchList {
  private:
   foundation::Value::Dictionary select(const foundation::Value::Dictionary& all) const;
 
-  std::vector<std::string> names_;                  // as the query named them
-  std::set<std::string, std::less<>> storedKeys_;   // every spelling to decode, and kMDItemPath
+  std::vector<std::string> names_;                 // as the query named them
+  std::set<std::string, std::less<>> storedKeys_;  // every spelling to decode, and kMDItemPath
 };
 
 }  // namespace trovadex::spotlight

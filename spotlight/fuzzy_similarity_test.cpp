@@ -28,19 +28,19 @@ TEST(FuzzySimilarity, MeasuresEditDistanceAgainstTheLongerWordOrThePatternWithSt
   };
   const std::vector<Row> rows = {
       {"invoice", "invoice", 100},
-      {"invoice", "invoices", 87},   // 1 edit over 8 characters
-      {"invoice", "invoce", 85},     // 1 edit over 7
-      {"invoice", "voice", 71},      // 2 edits over 7
-      {"invoice", "lunch", 14},      // 6 edits over 7
-      {"invoice*", "invoices", 100}, // the star lets the word run on
+      {"invoice", "invoices", 87},    // 1 edit over 8 characters
+      {"invoice", "invoce", 85},      // 1 edit over 7
+      {"invoice", "voice", 71},       // 2 edits over 7
+      {"invoice", "lunch", 14},       // 6 edits over 7
+      {"invoice*", "invoices", 100},  // the star lets the word run on
       {"invoice*", "invocation", 71},
       {"invoice*", "invoce", 85},
-      {"invoice*", "involve", 71},   // 2 substitutions
-      {"invoice*", "inv", 42},       // 4 insertions over 7
+      {"invoice*", "involve", 71},  // 2 substitutions
+      {"invoice*", "inv", 42},      // 4 insertions over 7
       {"*voice", "invoice", 100},
       {"*voice*", "revoiced", 100},
-      {"*voice*", "revoked", 60},    // "voke" is 2 edits from "voice", over 5
-      {"kéy", "key", 100},          // compared on folded text
+      {"*voice*", "revoked", 60},  // "voke" is 2 edits from "voice", over 5
+      {"kéy", "key", 100},         // compared on folded text
       {"", "", 100},
       {"*", "anything", 100},
       {"ab", "", 0},
@@ -66,12 +66,12 @@ TEST(FuzzySimilarity, LetsThroughWordsAtOrAboveTheThreshold) {
     bool at0, at56, at80, at100;
   };
   const std::vector<Row> rows = {
-      {"Invoices attached", true, true, true, true},   // 100
-      {"INVOCE for you", true, true, true, false},     // 85
-      {"please involve me", true, true, false, false}, // 71
-      {"the inv team", true, false, false, false},     // 42
-      {"Lunch", true, false, false, false},            // 0, but the threshold 0 takes any word
-      {"---", false, false, false, false},             // no word at all
+      {"Invoices attached", true, true, true, true},    // 100
+      {"INVOCE for you", true, true, true, false},      // 85
+      {"please involve me", true, true, false, false},  // 71
+      {"the inv team", true, false, false, false},      // 42
+      {"Lunch", true, false, false, false},             // 0, but the threshold 0 takes any word
+      {"---", false, false, false, false},              // no word at all
   };
   for (const Row& row : rows) {
     EXPECT_EQ(fuzzyMatches(0, row.subject), row.at0) << row.subject << " at 0";

@@ -8,21 +8,21 @@ namespace {
 
 using foundation::Value;
 
-constexpr std::array<const char*, 16> kSyllables = {"ka", "lo", "mi", "ne", "ru", "sa", "to", "vi",
-                                                    "bre", "dé", "fou", "gra", "ü", "ch", "an", "or"};
+constexpr std::array<const char*, 16> kSyllables = {"ka", "lo", "mi",  "ne", "ru",  "sa",
+                                                    "to", "vi", "bre", "dé", "fou", "gra",
+                                                    "ü",  "ch", "an",  "or"};
 constexpr std::array<const char*, 16> kPlanted = {
-    "invoice", "Invoices", "lunch", "Paris", "MyWindowClass", "NSWindow", "Frédéric", "Straße",
-    "meeting", "re:", "東京", "report", "file_name", "e-mail", "Quarterly", "Zoë"};
-constexpr std::array<const char*, 12> kFirstNames = {"Frédéric", "Zoë", "Jürgen", "Łukasz",
-                                                     "Anna", "Bob", "Chloé", "Dmitri",
-                                                     "Émilie", "Kenji", "Steve", "Tim"};
-constexpr std::array<const char*, 10> kLastNames = {"Müller", "Dupont", "Smith", "Nováková",
-                                                    "Tanaka", "O'Brien", "García", "Cook",
-                                                    "Jobs", "山田"};
-constexpr std::array<const char*, 6> kDomains = {"example.com", "mail.test", "société.fr",
-                                                 "corp.example", "uni.edu", "invoices.biz"};
-constexpr std::array<const char*, 5> kAttachmentKinds = {"Invoice PDF", "JPEG image", "Word Document",
-                                                         "Spreadsheet", "Calendar Invitation"};
+    "invoice", "Invoices", "lunch", "Paris",  "MyWindowClass", "NSWindow", "Frédéric",  "Straße",
+    "meeting", "re:",      "東京",  "report", "file_name",     "e-mail",   "Quarterly", "Zoë"};
+constexpr std::array<const char*, 12> kFirstNames = {"Frédéric", "Zoë",   "Jürgen", "Łukasz",
+                                                     "Anna",     "Bob",   "Chloé",  "Dmitri",
+                                                     "Émilie",   "Kenji", "Steve",  "Tim"};
+constexpr std::array<const char*, 10> kLastNames = {
+    "Müller", "Dupont", "Smith", "Nováková", "Tanaka", "O'Brien", "García", "Cook", "Jobs", "山田"};
+constexpr std::array<const char*, 6> kDomains = {"example.com",  "mail.test", "société.fr",
+                                                 "corp.example", "uni.edu",   "billing.biz"};
+constexpr std::array<const char*, 5> kAttachmentKinds = {
+    "Invoice PDF", "JPEG image", "Word Document", "Spreadsheet", "Calendar Invitation"};
 // The attributes queries name, with the kind of literal that suits them.
 enum class Shape { Text, Number, Date };
 struct QueryAttribute {
@@ -113,10 +113,11 @@ platform::SearchableItem CorpusGenerator::item(std::uint64_t index) {
   }
   a["kMDItemRecipients"] = Value::Array(recipients);
   a["kMDItemRecipientEmailAddresses"] = Value::Array(recipientAddresses);
-  const double created = options_.newestDate - static_cast<double>(below(1000000)) / 1e6 * kTenYears;
+  const double created =
+      options_.newestDate - static_cast<double>(below(1000000)) / 1e6 * kTenYears;
   a["kMDItemContentCreationDate"] = foundation::Date::withTimeIntervalSinceReferenceDate(created);
-  a["com_apple_mail_dateReceived"] =
-      foundation::Date::withTimeIntervalSinceReferenceDate(created + static_cast<double>(below(600)));
+  a["com_apple_mail_dateReceived"] = foundation::Date::withTimeIntervalSinceReferenceDate(
+      created + static_cast<double>(below(600)));
   a["kMDItemFSSize"] = Value::integer(static_cast<std::int64_t>(500 + below(2000000)));
   a["com_apple_mail_flagged"] = Value::boolean(chance(10));
   a["_kMDItemExternalID"] = Value::integer(static_cast<std::int64_t>(index));
@@ -144,10 +145,18 @@ platform::SearchableItem CorpusGenerator::item(std::uint64_t index) {
 std::string CorpusGenerator::textValue() {
   std::string word;
   switch (below(8)) {
-    case 0: word = std::string(kFirstNames[below(kFirstNames.size())]); break;
-    case 1: word = "public.email-message"; break;
-    case 2: word = std::string(kAttachmentKinds[below(kAttachmentKinds.size())]); break;
-    default: word = randomWord(); break;
+    case 0:
+      word = std::string(kFirstNames[below(kFirstNames.size())]);
+      break;
+    case 1:
+      word = "public.email-message";
+      break;
+    case 2:
+      word = std::string(kAttachmentKinds[below(kAttachmentKinds.size())]);
+      break;
+    default:
+      word = randomWord();
+      break;
   }
   // Cut the word to give prefixes, suffixes and infixes; escape what would end the string.
   std::string core = word;
@@ -158,12 +167,18 @@ std::string CorpusGenerator::textValue() {
     escaped += c;
   }
   switch (below(7)) {
-    case 0: return escaped + "*";
-    case 1: return "*" + escaped;
-    case 2: return "*" + escaped + "*";
-    case 3: return escaped.size() > 2 ? escaped.substr(0, 1) + "*" + escaped.substr(2) : escaped;
-    case 4: return escaped + " " + randomWord() + "*";
-    default: return escaped;
+    case 0:
+      return escaped + "*";
+    case 1:
+      return "*" + escaped;
+    case 2:
+      return "*" + escaped + "*";
+    case 3:
+      return escaped.size() > 2 ? escaped.substr(0, 1) + "*" + escaped.substr(2) : escaped;
+    case 4:
+      return escaped + " " + randomWord() + "*";
+    default:
+      return escaped;
   }
 }
 
@@ -175,8 +190,8 @@ std::string CorpusGenerator::comparison() {
   switch (attribute.shape) {
     case Shape::Number: {
       if (chance(20)) {
-        std::snprintf(buffer, sizeof buffer, "InRange(%s,%zu,%zu)", attribute.name,
-                      below(1000), 1000 + below(2000000));
+        std::snprintf(buffer, sizeof buffer, "InRange(%s,%zu,%zu)", attribute.name, below(1000),
+                      1000 + below(2000000));
         return buffer;
       }
       const char* op = kOps[below(kOps.size())];
@@ -231,11 +246,15 @@ std::string CorpusGenerator::comparison() {
 std::string CorpusGenerator::expression(int depth) {
   if (depth <= 0 || chance(35)) return comparison();
   switch (below(6)) {
-    case 0: return "!(" + expression(depth - 1) + ")";
+    case 0:
+      return "!(" + expression(depth - 1) + ")";
     case 1:
-    case 2: return "(" + expression(depth - 1) + " || " + expression(depth - 1) + ")";
-    case 3: return chance(50) ? "true && " + expression(depth - 1) : expression(depth - 1) + " && false";
-    default: return "(" + expression(depth - 1) + " && " + expression(depth - 1) + ")";
+    case 2:
+      return "(" + expression(depth - 1) + " || " + expression(depth - 1) + ")";
+    case 3:
+      return chance(50) ? "true && " + expression(depth - 1) : expression(depth - 1) + " && false";
+    default:
+      return "(" + expression(depth - 1) + " && " + expression(depth - 1) + ")";
   }
 }
 

@@ -20,7 +20,7 @@ struct CorpusOptions {
   bool withBodies = true;
   std::size_t bodyWordsMin = 10;  // a body has between min and max words
   std::size_t bodyWordsMax = 40;
-  int fuzzyPercent = 12;          // share of text comparisons that carry f###
+  int fuzzyPercent = 12;  // share of text comparisons that carry f###
   // Dates are spread over the ten years before this instant (CFAbsoluteTime).
   double newestDate = 794331000;
 };
@@ -34,7 +34,9 @@ class CorpusGenerator {
   // A random, well-formed query over the corpus's attributes.
   std::string query();
   // A word of the vocabulary (tests pick search terms with it).
-  const std::string& word(std::size_t index) const { return vocabulary_[index % vocabulary_.size()]; }
+  const std::string& word(std::size_t index) const {
+    return vocabulary_[index % vocabulary_.size()];
+  }
   std::size_t vocabularySize() const { return vocabulary_.size(); }
 
  private:

@@ -27,7 +27,9 @@ class Glob {
   bool leadingStar() const { return hasStar() && pieces_.front().empty(); }
   bool trailingStar() const { return hasStar() && pieces_.back().empty(); }
   // Exactly "*": matches every text.
-  bool isAnything() const { return pieces_.size() == 2 && pieces_[0].empty() && pieces_[1].empty(); }
+  bool isAnything() const {
+    return pieces_.size() == 2 && pieces_[0].empty() && pieces_[1].empty();
+  }
   // The pieces joined, stars left out.
   std::string literalText() const;
 

@@ -59,8 +59,9 @@ void visitValue(std::string_view name, bool fullText, const foundation::Value& v
       visit(name, IndexedValue{IndexedValue::Kind::Number, {}, value.doubleValue()});
       return;
     case Kind::Date:
-      visit(name, IndexedValue{IndexedValue::Kind::Number, {},
-                               value.asDate()->timeIntervalSinceReferenceDate()});
+      visit(name,
+            IndexedValue{
+                IndexedValue::Kind::Number, {}, value.asDate()->timeIntervalSinceReferenceDate()});
       return;
     case Kind::Array:
       if (depth > 8) return;
@@ -79,9 +80,8 @@ void visitValue(std::string_view name, bool fullText, const foundation::Value& v
 
 }  // namespace
 
-void forEachIndexedValue(
-    const foundation::Value::Dictionary& attributes,
-    const std::function<void(std::string_view, const IndexedValue&)>& visit) {
+void forEachIndexedValue(const foundation::Value::Dictionary& attributes,
+                         const std::function<void(std::string_view, const IndexedValue&)>& visit) {
   for (const auto& [key, value] : attributes) {
     const std::string_view canonical = canonicalAttributeName(key);
     visitValue(canonical, isFullTextAttribute(canonical), value, visit, 0);

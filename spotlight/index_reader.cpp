@@ -33,9 +33,17 @@ foundation::Result<std::unique_ptr<IndexReader>> IndexReader::open(const std::st
 IndexReader::IndexReader(std::unique_ptr<Database> database) : database_(std::move(database)) {}
 
 IndexReader::~IndexReader() {
-  words_.reset(); terms_.reset(); equal_.reset(); prefix_.reset(); where_.reset();
+  words_.reset();
+  terms_.reset();
+  equal_.reset();
+  prefix_.reset();
+  where_.reset();
   for (auto& s : numbers_) s.reset();
-  presentText_.reset(); presentNumbers_.reset(); item_.reset(); itemsAfter_.reset();
+  presentText_.reset();
+  presentNumbers_.reset();
+  item_.reset();
+  itemsAfter_.reset();
+  maxId_.reset();
   database_.reset();
 }
 
@@ -84,9 +92,11 @@ std::optional<ItemIds> IndexReader::collect(Statement& s, int idColumn, std::siz
   return ids;
 }
 
-std::optional<ItemIds> IndexReader::wordMatches(const std::string& expression, std::size_t cap) {
-  Statement& s = statement(words_, "SELECT rowid FROM words WHERE words MATCH ?1 LIMIT ?2");
-  s.bind(1, expression).bind(2, limitFor(cap));
+std::optional<ItemIds> IndexReader::wordMatches(const std::string& expression, IdRange range,
+                                                std::size_t cap) {
+  Statement& s = statement(
+      words_, "SELECT rowid FROM words WHERE words MATCH ?1 AND rowid>=?3 AND rowid<?4 LIMIT ?2");
+  s.bind(1, expression).bind(2, limitFor(cap)).bind(3, range.low).bind(4, range.high);
   return collect(s, 0, cap);
 }
 
@@ -103,63 +113,80 @@ bool IndexReader::walkTerms(std::string_view prefix,
 }
 
 std::optional<ItemIds> IndexReader::valuesEqual(std::int64_t code, std::string_view folded,
-                                                std::size_t cap) {
-  Statement& s = statement(
-      equal_, "SELECT item FROM string_values WHERE code=?1 AND folded=?2 LIMIT ?3");
-  s.bind(1, code).bind(2, folded).bind(3, limitFor(cap));
+                                                IdRange range, std::size_t cap) {
+  Statement& s = statement(equal_,
+                           "SELECT item FROM string_values WHERE code=?1 AND folded=?2 AND "
+                           "item>=?4 AND item<?5 LIMIT ?3");
+  s.bind(1, code).bind(2, folded).bind(3, limitFor(cap)).bind(4, range.low).bind(5, range.high);
   return collect(s, 0, cap);
 }
 
 std::optional<ItemIds> IndexReader::valuesWithPrefix(std::int64_t code, std::string_view prefix,
-                                                     std::size_t cap) {
+                                                     IdRange range, std::size_t cap) {
   Statement& s = statement(prefix_,
                            "SELECT item FROM string_values WHERE code=?1 AND folded>=?2 AND "
-                           "folded<?3 LIMIT ?4");
+                           "folded<?3 AND item>=?5 AND item<?6 LIMIT ?4");
   s.bind(1, code).bind(2, prefix).bind(3, prefixEnd(prefix)).bind(4, limitFor(cap));
+  s.bind(5, range.low).bind(6, range.high);
   return collect(s, 0, cap);
 }
 
-std::optional<ItemIds> IndexReader::valuesWhere(
-    std::int64_t code, std::string_view prefix,
-    const std::function<bool(std::string_view)>& keep, std::size_t cap) {
+std::optional<ItemIds> IndexReader::valuesWhere(std::int64_t code, std::string_view prefix,
+                                                const std::function<bool(std::string_view)>& keep,
+                                                IdRange range, std::size_t cap) {
   Statement& s = statement(where_,
                            "SELECT item, folded FROM string_values WHERE code=?1 AND "
-                           "folded>=?2 AND folded<?3");
-  s.bind(1, code).bind(2, prefix).bind(3, prefixEnd(prefix));
+                           "folded>=?2 AND folded<?3 AND item>=?4 AND item<?5");
+  s.bind(1, code).bind(2, prefix).bind(3, prefixEnd(prefix)).bind(4, range.low);
+  s.bind(5, range.high);
   return collect(s, 0, cap, [&](Statement& row) { return keep(row.columnText(1)); });
 }
 
-std::optional<ItemIds> IndexReader::numbersBetween(std::int64_t code, double low,
-                                                   bool lowInclusive, double high,
-                                                   bool highInclusive, std::size_t cap) {
+std::optional<ItemIds> IndexReader::numbersBetween(std::int64_t code, double low, bool lowInclusive,
+                                                   double high, bool highInclusive, IdRange range,
+                                                   std::size_t cap) {
   static const char* const kSql[4] = {
-      "SELECT item FROM numeric_values WHERE code=?1 AND value>?2 AND value<?3 LIMIT ?4",
-      "SELECT item FROM numeric_values WHERE code=?1 AND value>=?2 AND value<?3 LIMIT ?4",
-      "SELECT item FROM numeric_values WHERE code=?1 AND value>?2 AND value<=?3 LIMIT ?4",
-      "SELECT item FROM numeric_values WHERE code=?1 AND value>=?2 AND value<=?3 LIMIT ?4",
+      "SELECT item FROM numeric_values WHERE code=?1 AND value>?2 AND value<?3 "
+      "AND item>=?5 AND item<?6 LIMIT ?4",
+      "SELECT item FROM numeric_values WHERE code=?1 AND value>=?2 AND value<?3 "
+      "AND item>=?5 AND item<?6 LIMIT ?4",
+      "SELECT item FROM numeric_values WHERE code=?1 AND value>?2 AND value<=?3 "
+      "AND item>=?5 AND item<?6 LIMIT ?4",
+      "SELECT item FROM numeric_values WHERE code=?1 AND value>=?2 AND value<=?3 "
+      "AND item>=?5 AND item<?6 LIMIT ?4",
   };
   const int which = (lowInclusive ? 1 : 0) + (highInclusive ? 2 : 0);
   Statement& s = statement(numbers_[which], kSql[which]);
   s.bind(1, code).bind(2, low).bind(3, high).bind(4, limitFor(cap));
+  s.bind(5, range.low).bind(6, range.high);
   return collect(s, 0, cap);
 }
 
-std::optional<ItemIds> IndexReader::present(std::int64_t code, std::size_t cap) {
-  Statement& text = statement(presentText_,
-                              "SELECT item FROM string_values WHERE code=?1 LIMIT ?2");
-  text.bind(1, code).bind(2, limitFor(cap));
+std::optional<ItemIds> IndexReader::present(std::int64_t code, IdRange range, std::size_t cap) {
+  Statement& text =
+      statement(presentText_,
+                "SELECT item FROM string_values WHERE code=?1 AND item>=?3 AND item<?4 LIMIT ?2");
+  text.bind(1, code).bind(2, limitFor(cap)).bind(3, range.low).bind(4, range.high);
   std::optional<ItemIds> ids = collect(text, 0, cap);
   if (!ids) return std::nullopt;
-  Statement& numbers = statement(presentNumbers_,
-                                 "SELECT item FROM numeric_values WHERE code=?1 LIMIT ?2");
-  numbers.bind(1, code).bind(2, limitFor(cap));
+  Statement& numbers =
+      statement(presentNumbers_,
+                "SELECT item FROM numeric_values WHERE code=?1 AND item>=?3 AND item<?4 LIMIT ?2");
+  numbers.bind(1, code).bind(2, limitFor(cap)).bind(3, range.low).bind(4, range.high);
   std::optional<ItemIds> more = collect(numbers, 0, cap);
   if (!more) return std::nullopt;
   ItemIds merged;
-  std::set_union(ids->begin(), ids->end(), more->begin(), more->end(),
-                 std::back_inserter(merged));
+  std::set_union(ids->begin(), ids->end(), more->begin(), more->end(), std::back_inserter(merged));
   if (merged.size() > cap) return std::nullopt;
   return merged;
+}
+
+std::int64_t IndexReader::maxItemId() {
+  Statement& s = statement(maxId_, "SELECT coalesce(max(id), 0) FROM items");
+  std::int64_t id = s.step() ? s.columnInt(0) : 0;
+  if (s.failed()) failed_ = true;
+  s.reset();
+  return id;
 }
 
 std::optional<StoredItem> IndexReader::item(std::int64_t id) {
@@ -169,11 +196,13 @@ std::optional<StoredItem> IndexReader::item(std::int64_t id) {
   s.bind(1, id);
   std::optional<StoredItem> out;
   if (s.step()) {
-    out = StoredItem{s.columnInt(0), std::string(s.columnText(1)), std::string(s.columnText(2)),
-                     std::string(s.columnText(3)),
-                     s.columnIsNull(4) ? std::nullopt
-                                       : std::optional<std::string>(std::string(s.columnText(4))),
-                     std::string(s.columnBlob(5))};
+    out = StoredItem{
+        s.columnInt(0),
+        std::string(s.columnText(1)),
+        std::string(s.columnText(2)),
+        std::string(s.columnText(3)),
+        s.columnIsNull(4) ? std::nullopt : std::optional<std::string>(std::string(s.columnText(4))),
+        std::string(s.columnBlob(5))};
   }
   if (s.failed()) failed_ = true;
   s.reset();
@@ -190,8 +219,7 @@ std::vector<StoredItem> IndexReader::itemsAfter(std::int64_t afterId, std::size_
     out.push_back(StoredItem{
         s.columnInt(0), std::string(s.columnText(1)), std::string(s.columnText(2)),
         std::string(s.columnText(3)),
-        s.columnIsNull(4) ? std::nullopt
-                          : std::optional<std::string>(std::string(s.columnText(4))),
+        s.columnIsNull(4) ? std::nullopt : std::optional<std::string>(std::string(s.columnText(4))),
         std::string(s.columnBlob(5))});
   }
   if (s.failed()) failed_ = true;

@@ -1,5 +1,6 @@
 #include "spotlight/match_stream.hpp"
 
+#include <limits>
 #include <set>
 
 #include "spotlight/attribute_codec.hpp"
@@ -49,22 +50,39 @@ class Confirmer {
 
 }  // namespace
 
-foundation::Status streamMatches(IndexReader& reader, const Predicate& query,
-                                 const PlanNode& plan, const MatchVisitor& visit,
-                                 const MatchTick& tick) {
+foundation::Status streamMatches(IndexReader& reader, const Predicate& query, const PlanNode& plan,
+                                 const MatchVisitor& visit, const MatchTick& tick,
+                                 StreamWindows windows) {
   const Confirmer confirmer(query);
   std::size_t examined = 0;
   auto carryOn = [&] { return !tick || ++examined % kMatchStreamTickInterval != 0 || tick(); };
-  std::optional<ItemIds> candidates = planCandidates(plan, reader);
-  if (reader.failed()) return reader.lastError();
-  if (candidates) {
-    for (std::int64_t id : *candidates) {
-      if (!carryOn()) return {};
+  PlanRunner runner(plan, reader);
+  // Confirms candidates; false when the stream should end (stopped, or failed).
+  auto confirm = [&](const ItemIds& candidates) {
+    for (std::int64_t id : candidates) {
+      if (!carryOn()) return false;
       std::optional<StoredItem> item = reader.item(id);
-      if (reader.failed()) return reader.lastError();
-      if (item && confirmer.matches(*item) && !visit(*item)) return {};
+      if (reader.failed()) return false;
+      if (item && confirmer.matches(*item) && !visit(*item)) return false;
     }
-    return {};
+    return true;
+  };
+  if (!runner.scans()) {
+    if (std::optional<ItemIds> few = runner.candidates(IdRange{}, windows.wholeRunCap)) {
+      if (reader.failed()) return reader.lastError();
+      confirm(*few);
+      return reader.failed() ? foundation::Status(reader.lastError()) : foundation::Status();
+    }
+    const std::int64_t last = reader.maxItemId();
+    std::int64_t window = std::max<std::int64_t>(windows.firstWindow, 1);
+    for (std::int64_t low = 0; low <= last;
+         low += window, window = std::min(window * 4, std::max(windows.largestWindow, window))) {
+      std::optional<ItemIds> candidates = runner.candidates(
+          IdRange{low, low + window}, std::numeric_limits<std::size_t>::max() / 2);
+      if (reader.failed()) return reader.lastError();
+      if (!candidates || !confirm(*candidates)) break;
+    }
+    return reader.failed() ? foundation::Status(reader.lastError()) : foundation::Status();
   }
   std::int64_t after = 0;
   while (true) {

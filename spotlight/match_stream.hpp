@@ -22,11 +22,20 @@ using MatchVisitor = std::function<bool(const StoredItem& item)>;
 using MatchTick = std::function<bool()>;
 inline constexpr std::size_t kMatchStreamTickInterval = 256;
 
-// Confirms each candidate of the plan (every item for a scan) and visits the matches. Fails
-// when the index cannot be read.
-foundation::Status streamMatches(IndexReader& reader, const Predicate& query,
-                                 const PlanNode& plan, const MatchVisitor& visit,
-                                 const MatchTick& tick = {});
+// How candidates are gathered: a plan with at most wholeRunCap candidates is run once; a larger
+// one over windows of ids that start at firstWindow ids and grow fourfold up to largestWindow,
+// so that the first matches are confirmed (and delivered) before the whole set is known.
+struct StreamWindows {
+  std::size_t wholeRunCap = 4096;
+  std::int64_t firstWindow = 8192;
+  std::int64_t largestWindow = 262144;
+};
+
+// Confirms each candidate of the plan (every item for a scan) and visits the matches, in id
+// order. Fails when the index cannot be read.
+foundation::Status streamMatches(IndexReader& reader, const Predicate& query, const PlanNode& plan,
+                                 const MatchVisitor& visit, const MatchTick& tick = {},
+                                 StreamWindows windows = {});
 
 // Whether a stored item satisfies the query, decoding only what the query needs.
 bool storedItemMatches(const Predicate& query, const StoredItem& item);

@@ -27,8 +27,7 @@ std::string matchKey(const std::string& indexName, const std::string& identifier
 // Collects found items and says when a delivery is due: by count, or by time since the last.
 class DeliveryBatch {
  public:
-  explicit DeliveryBatch(const EngineOptions& options)
-      : options_(options), last_(Clock::now()) {}
+  explicit DeliveryBatch(const EngineOptions& options) : options_(options), last_(Clock::now()) {}
 
   void add(platform::SearchableItem item) { items_.push_back(std::move(item)); }
   bool empty() const { return items_.empty(); }
@@ -144,8 +143,8 @@ void QueryCore::gather() {
   if (cancelled_) return;
   ParseResult parsed = parseQuery(queryString_);
   if (!parsed.ok()) {
-    complete(queryError(platform::kSearchQueryErrorInvalidQuery,
-                        describeParseError(parsed.error())));
+    complete(
+        queryError(platform::kSearchQueryErrorInvalidQuery, describeParseError(parsed.error())));
     return;
   }
   compiled_ = compileQuery(parsed.tree(), engine_->queryTime());
@@ -201,9 +200,7 @@ void QueryCore::applyChanges(const std::vector<IndexChange>& changes) {
   std::vector<std::string> removed;
   const std::size_t limit = std::max<std::size_t>(engine_->options().deliveryCount, 1);
   auto flushFound = [&] { return found.empty() || deliverFound(std::exchange(found, {})); };
-  auto flushRemoved = [&] {
-    return removed.empty() || deliverRemoved(std::exchange(removed, {}));
-  };
+  auto flushRemoved = [&] { return removed.empty() || deliverRemoved(std::exchange(removed, {})); };
   for (const IndexChange& change : changes) {
     const std::string key = matchKey(change.indexName, change.identifier);
     const bool matches =

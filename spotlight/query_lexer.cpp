@@ -13,8 +13,17 @@ bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
 bool isBareChar(char c) {
   switch (c) {
-    case '"': case '\'': case '(': case ')': case ',': case '&': case '|': case '!':
-    case '=': case '<': case '>':
+    case '"':
+    case '\'':
+    case '(':
+    case ')':
+    case ',':
+    case '&':
+    case '|':
+    case '!':
+    case '=':
+    case '<':
+    case '>':
       return false;
     default:
       return !isSpace(c);
@@ -74,9 +83,12 @@ class Lexer {
     const char c = q_[pos_];
     const char n = pos_ + 1 < q_.size() ? q_[pos_ + 1] : '\0';
     switch (c) {
-      case '(': return simple(Token::Kind::LeftParen, 1);
-      case ')': return simple(Token::Kind::RightParen, 1);
-      case ',': return simple(Token::Kind::Comma, 1);
+      case '(':
+        return simple(Token::Kind::LeftParen, 1);
+      case ')':
+        return simple(Token::Kind::RightParen, 1);
+      case ',':
+        return simple(Token::Kind::Comma, 1);
       case '&':
         if (n == '&') return simple(Token::Kind::And, 2);
         return fail(pos_, "expected '&&' but found a single '&'");
@@ -167,8 +179,8 @@ class Lexer {
     t.offset = pos_;
     pos_ += 6;  // "$time."
     const std::size_t nameBegin = pos_;
-    while (pos_ < q_.size() && (std::islower(static_cast<unsigned char>(q_[pos_])) ||
-                                q_[pos_] == '_')) {
+    while (pos_ < q_.size() &&
+           (std::islower(static_cast<unsigned char>(q_[pos_])) || q_[pos_] == '_')) {
       ++pos_;
     }
     const std::string_view name = q_.substr(nameBegin, pos_ - nameBegin);
@@ -220,7 +232,8 @@ class Lexer {
     } else {
       const std::size_t begin = pos_;
       while (pos_ < q_.size() && q_[pos_] != ')') ++pos_;
-      if (pos_ >= q_.size()) return failString(argumentOffset_, "expected ')' after the time argument");
+      if (pos_ >= q_.size())
+        return failString(argumentOffset_, "expected ')' after the time argument");
       std::size_t end = pos_;
       while (end > begin && isSpace(q_[end - 1])) --end;
       argument = std::string(q_.substr(begin, end - begin));
@@ -273,17 +286,28 @@ LexResult tokenizeQuery(std::string_view query) { return Lexer(query).run(); }
 
 std::string describeToken(const Token& token) {
   switch (token.kind) {
-    case Token::Kind::End: return "the end of the query";
-    case Token::Kind::LeftParen: return "'('";
-    case Token::Kind::RightParen: return "')'";
-    case Token::Kind::Comma: return "','";
-    case Token::Kind::And: return "'&&'";
-    case Token::Kind::Or: return "'||'";
-    case Token::Kind::Not: return "'!'";
-    case Token::Kind::Operator: return "an operator";
-    case Token::Kind::Quoted: return "a quoted string";
-    case Token::Kind::Word: return "'" + token.raw + "'";
-    case Token::Kind::Time: return "a time expression";
+    case Token::Kind::End:
+      return "the end of the query";
+    case Token::Kind::LeftParen:
+      return "'('";
+    case Token::Kind::RightParen:
+      return "')'";
+    case Token::Kind::Comma:
+      return "','";
+    case Token::Kind::And:
+      return "'&&'";
+    case Token::Kind::Or:
+      return "'||'";
+    case Token::Kind::Not:
+      return "'!'";
+    case Token::Kind::Operator:
+      return "an operator";
+    case Token::Kind::Quoted:
+      return "a quoted string";
+    case Token::Kind::Word:
+      return "'" + token.raw + "'";
+    case Token::Kind::Time:
+      return "a time expression";
   }
   return "a token";
 }

@@ -28,12 +28,12 @@ struct Token {
   std::size_t offset = 0;
   std::size_t length = 0;
   CompareOp op = CompareOp::Equal;  // Operator
-  std::string pattern;   // Quoted, Word: unescaped, kStarMarker for each unescaped star
-  std::string spelling;  // Quoted, Word: unescaped, stars literal
-  std::string raw;       // Word: the source text as written
-  std::string suffix;    // Quoted: letters and digits glued to the closing quote
+  std::string pattern;              // Quoted, Word: unescaped, kStarMarker for each unescaped star
+  std::string spelling;             // Quoted, Word: unescaped, stars literal
+  std::string raw;                  // Word: the source text as written
+  std::string suffix;               // Quoted: letters and digits glued to the closing quote
   std::size_t suffixOffset = 0;
-  TimeExpression time;   // Time
+  TimeExpression time;  // Time
 };
 
 struct LexResult {

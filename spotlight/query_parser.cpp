@@ -20,12 +20,18 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b) {
 
 const char* operatorText(CompareOp op) {
   switch (op) {
-    case CompareOp::Equal: return "==";
-    case CompareOp::NotEqual: return "!=";
-    case CompareOp::Less: return "<";
-    case CompareOp::Greater: return ">";
-    case CompareOp::LessEqual: return "<=";
-    case CompareOp::GreaterEqual: return ">=";
+    case CompareOp::Equal:
+      return "==";
+    case CompareOp::NotEqual:
+      return "!=";
+    case CompareOp::Less:
+      return "<";
+    case CompareOp::Greater:
+      return ">";
+    case CompareOp::LessEqual:
+      return "<=";
+    case CompareOp::GreaterEqual:
+      return ">=";
   }
   return "?";
 }
@@ -83,8 +89,8 @@ class Parser {
     std::optional<Node> root = parseOr();
     if (!root) return {*error_};
     if (peek().kind != Token::Kind::End) {
-      return {fail(peek().offset, "unexpected " + describeToken(peek()) +
-                                      " after a complete expression")};
+      return {fail(peek().offset,
+                   "unexpected " + describeToken(peek()) + " after a complete expression")};
     }
     return {std::move(*root)};
   }
@@ -234,8 +240,10 @@ class Parser {
     node.attribute = std::move(*attribute);
     const Token& opToken = peek();
     if (opToken.kind != Token::Kind::Operator) {
-      return failed(opToken.offset, "expected an operator (==, !=, <, >, <=, >=) after the "
-                                    "attribute, found " + describeToken(opToken));
+      return failed(opToken.offset,
+                    "expected an operator (==, !=, <, >, <=, >=) after the "
+                    "attribute, found " +
+                        describeToken(opToken));
     }
     take();
     node.op = opToken.op;
@@ -345,11 +353,20 @@ class Parser {
     for (std::size_t i = 0; i < letters.size(); ++i) {
       const char c = letters[i];
       switch (c) {
-        case 'c': out.caseInsensitive = true; continue;
-        case 'd': out.diacriticInsensitive = true; continue;
-        case 'w': out.wordBased = true; continue;
-        case 't': out.tokenized = true; continue;
-        default: break;
+        case 'c':
+          out.caseInsensitive = true;
+          continue;
+        case 'd':
+          out.diacriticInsensitive = true;
+          continue;
+        case 'w':
+          out.wordBased = true;
+          continue;
+        case 't':
+          out.tokenized = true;
+          continue;
+        default:
+          break;
       }
       if (c == 'f') {
         int value = 0;
@@ -364,8 +381,8 @@ class Parser {
           return false;
         }
         if (value > 100) {
-          fail(offset + i, "the fuzzy threshold " + std::to_string(value) +
-                               " is above 100 percent");
+          fail(offset + i,
+               "the fuzzy threshold " + std::to_string(value) + " is above 100 percent");
           return false;
         }
         out.fuzzyThreshold = value;
@@ -424,8 +441,8 @@ class Parser {
 
 ParseResult parseQuery(std::string_view query) {
   if (query.size() > kMaxQueryLength) {
-    return {ParseError{kMaxQueryLength, "the query is longer than " +
-                                            std::to_string(kMaxQueryLength) + " bytes"}};
+    return {ParseError{kMaxQueryLength,
+                       "the query is longer than " + std::to_string(kMaxQueryLength) + " bytes"}};
   }
   LexResult lexed = tokenizeQuery(query);
   if (lexed.error) return {*lexed.error};

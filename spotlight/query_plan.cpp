@@ -195,12 +195,18 @@ std::optional<PlanNode> numberPlan(const ScopedAttribute& a, CompareOp op, const
   if (!o.number) return std::nullopt;
   const double n = o.number.value();
   switch (op) {
-    case CompareOp::Equal: return numberRange(a, std::floor(n), true, std::floor(n) + 1, false);
-    case CompareOp::Less: return numberRange(a, -kInfinity, true, n, false);
-    case CompareOp::LessEqual: return numberRange(a, -kInfinity, true, n, true);
-    case CompareOp::Greater: return numberRange(a, n, false, kInfinity, true);
-    case CompareOp::GreaterEqual: return numberRange(a, n, true, kInfinity, true);
-    case CompareOp::NotEqual: return std::nullopt;
+    case CompareOp::Equal:
+      return numberRange(a, std::floor(n), true, std::floor(n) + 1, false);
+    case CompareOp::Less:
+      return numberRange(a, -kInfinity, true, n, false);
+    case CompareOp::LessEqual:
+      return numberRange(a, -kInfinity, true, n, true);
+    case CompareOp::Greater:
+      return numberRange(a, n, false, kInfinity, true);
+    case CompareOp::GreaterEqual:
+      return numberRange(a, n, true, kInfinity, true);
+    case CompareOp::NotEqual:
+      return std::nullopt;
   }
   return std::nullopt;
 }
@@ -299,8 +305,7 @@ PlanNode anyOf(std::vector<PlanNode> children) {
     if (child.kind == Kind::Union) {
       for (PlanNode& grandchild : child.children) {
         if (grandchild.kind == Kind::Words) {
-          merged.terms.insert(merged.terms.end(), grandchild.terms.begin(),
-                              grandchild.terms.end());
+          merged.terms.insert(merged.terms.end(), grandchild.terms.begin(), grandchild.terms.end());
           merged.termLabels.insert(merged.termLabels.end(), grandchild.termLabels.begin(),
                                    grandchild.termLabels.end());
         } else {
@@ -311,7 +316,19 @@ PlanNode anyOf(std::vector<PlanNode> children) {
     }
     kept.push_back(std::move(child));
   }
-  if (!merged.terms.empty()) kept.insert(kept.begin(), std::move(merged));
+  if (!merged.terms.empty()) {
+    // The same term may come from several alternatives ("lunch" as a run and as a part).
+    std::vector<std::pair<std::string, bool>> terms;
+    std::vector<std::string> labels;
+    for (std::size_t i = 0; i < merged.terms.size(); ++i) {
+      if (std::find(terms.begin(), terms.end(), merged.terms[i]) != terms.end()) continue;
+      terms.push_back(merged.terms[i]);
+      labels.push_back(merged.termLabels[i]);
+    }
+    merged.terms = std::move(terms);
+    merged.termLabels = std::move(labels);
+    kept.insert(kept.begin(), std::move(merged));
+  }
   if (kept.empty()) return leaf(Kind::Empty);
   if (kept.size() == 1) return std::move(kept.front());
   PlanNode node = leaf(Kind::Union);
@@ -347,104 +364,6 @@ ItemIds intersect(const ItemIds& a, const ItemIds& b) {
   ItemIds out;
   std::set_intersection(a.begin(), a.end(), b.begin(), b.end(), std::back_inserter(out));
   return out;
-}
-
-std::optional<ItemIds> runWords(const std::vector<std::pair<std::string, bool>>& terms,
-                                IndexReader& reader, std::size_t cap) {
-  ItemIds all;
-  for (std::size_t begin = 0; begin < terms.size(); begin += kTermsPerExpression) {
-    std::string expression;
-    const std::size_t end = std::min(terms.size(), begin + kTermsPerExpression);
-    for (std::size_t i = begin; i < end; ++i) {
-      if (i > begin) expression += " OR ";
-      expression += quoteTerm(terms[i].first);
-      if (terms[i].second) expression += '*';
-    }
-    std::optional<ItemIds> found = reader.wordMatches(expression, cap);
-    if (!found) return std::nullopt;
-    all = all.empty() ? std::move(*found) : unite(all, *found);
-    if (all.size() > cap) return std::nullopt;
-  }
-  return all;
-}
-
-std::optional<ItemIds> run(const PlanNode& node, IndexReader& reader, std::size_t cap) {
-  switch (node.kind) {
-    case Kind::Scan:
-      return std::nullopt;
-    case Kind::Empty:
-      return ItemIds{};
-    case Kind::Words:
-      return runWords(node.terms, reader, cap);
-    case Kind::TermWalk: {
-      const std::size_t bodyOffset = indexTerm(node.code, "").size();
-      std::vector<std::pair<std::string, bool>> terms;
-      reader.walkTerms(node.text, [&](std::string_view term) {
-        const std::string_view body = term.substr(bodyOffset);
-        if (node.glob.matches(body) ||
-            (node.fuzzyThreshold && fuzzyReaches(node.glob, body, *node.fuzzyThreshold))) {
-          terms.emplace_back(std::string(term), false);
-        }
-        return true;
-      });
-      return runWords(terms, reader, cap);
-    }
-    case Kind::ValueEqual:
-      return reader.valuesEqual(node.code, node.text, cap);
-    case Kind::ValuePrefix:
-      return reader.valuesWithPrefix(node.code, node.text, cap);
-    case Kind::ValueWalk:
-      return reader.valuesWhere(
-          node.code, node.text,
-          [&](std::string_view folded) {
-            // A cut value may match in its full length: keep it for the evaluator.
-            return folded.size() + 4 >= kIndexedValueLimit || node.glob.matches(folded) ||
-                   (node.fuzzyThreshold &&
-                    fuzzyReaches(node.glob, folded, *node.fuzzyThreshold));
-          },
-          cap);
-    case Kind::NumberRange:
-      return reader.numbersBetween(node.code, node.low, node.lowInclusive, node.high,
-                                   node.highInclusive, cap);
-    case Kind::Present:
-      return reader.present(node.code, cap);
-    case Kind::Union: {
-      ItemIds all;
-      for (const PlanNode& child : node.children) {
-        std::optional<ItemIds> found = run(child, reader, cap);
-        if (!found) return std::nullopt;
-        all = unite(all, *found);
-        if (all.size() > cap) return std::nullopt;
-      }
-      return all;
-    }
-    case Kind::Intersect: {
-      // Try every child with a small cap and grow it until one child completes; then
-      // intersect the children that completed. The others stay as filters for the evaluator.
-      std::size_t trial = std::min(cap, kFirstIntersectCap);
-      while (true) {
-        std::optional<ItemIds> best;
-        std::vector<ItemIds> others;
-        for (const PlanNode& child : node.children) {
-          std::optional<ItemIds> found = run(child, reader, trial);
-          if (!found) continue;
-          if (!best || found->size() < best->size()) {
-            if (best) others.push_back(std::move(*best));
-            best = std::move(found);
-          } else {
-            others.push_back(std::move(*found));
-          }
-        }
-        if (best) {
-          for (const ItemIds& other : others) *best = intersect(*best, other);
-          return best;
-        }
-        if (trial >= cap) return std::nullopt;
-        trial = trial > cap / kIntersectCapGrowth ? cap : trial * kIntersectCapGrowth;
-      }
-    }
-  }
-  return std::nullopt;
 }
 
 }  // namespace
@@ -483,10 +402,14 @@ std::string explainPlan(const PlanNode& plan) {
     return out;
   };
   switch (plan.kind) {
-    case Kind::Scan: return "scan";
-    case Kind::Empty: return "empty";
-    case Kind::Union: return "or(" + list(plan.children) + ")";
-    case Kind::Intersect: return "and(" + list(plan.children) + ")";
+    case Kind::Scan:
+      return "scan";
+    case Kind::Empty:
+      return "empty";
+    case Kind::Union:
+      return "or(" + list(plan.children) + ")";
+    case Kind::Intersect:
+      return "and(" + list(plan.children) + ")";
     case Kind::Words: {
       std::string out = "words[";
       for (std::size_t i = 0; i < plan.termLabels.size(); ++i) {
@@ -498,22 +421,126 @@ std::string explainPlan(const PlanNode& plan) {
     case Kind::TermWalk:
       return "term-walk[" + plan.attribute + ": " + globText(plan.glob) +
              (plan.fuzzyThreshold ? " ~" + std::to_string(*plan.fuzzyThreshold) + "%" : "") + "]";
-    case Kind::ValueEqual: return "value[" + plan.attribute + " = \"" + plan.text + "\"]";
-    case Kind::ValuePrefix: return "value[" + plan.attribute + " begins \"" + plan.text + "\"]";
+    case Kind::ValueEqual:
+      return "value[" + plan.attribute + " = \"" + plan.text + "\"]";
+    case Kind::ValuePrefix:
+      return "value[" + plan.attribute + " begins \"" + plan.text + "\"]";
     case Kind::ValueWalk:
       return "value-walk[" + plan.attribute + ": " + globText(plan.glob) +
              (plan.fuzzyThreshold ? " ~" + std::to_string(*plan.fuzzyThreshold) + "%" : "") + "]";
     case Kind::NumberRange:
       return "range[" + plan.attribute + " in " + (plan.lowInclusive ? "[" : "(") +
              number(plan.low) + ", " + number(plan.high) + (plan.highInclusive ? "]" : ")") + "]";
-    case Kind::Present: return "present[" + plan.attribute + "]";
+    case Kind::Present:
+      return "present[" + plan.attribute + "]";
   }
   return "?";
 }
 
-std::optional<ItemIds> planCandidates(const PlanNode& plan, IndexReader& reader) {
-  if (plan.kind == Kind::Scan) return std::nullopt;
-  return run(plan, reader, std::numeric_limits<std::size_t>::max() / 2);
+std::optional<ItemIds> PlanRunner::candidates(IdRange range, std::size_t cap) {
+  if (scans()) return std::nullopt;
+  return run(plan_, range, cap);
+}
+
+std::optional<ItemIds> PlanRunner::runWords(const Terms& terms, IdRange range, std::size_t cap) {
+  ItemIds all;
+  for (std::size_t begin = 0; begin < terms.size(); begin += kTermsPerExpression) {
+    std::string expression;
+    const std::size_t end = std::min(terms.size(), begin + kTermsPerExpression);
+    for (std::size_t i = begin; i < end; ++i) {
+      if (i > begin) expression += " OR ";
+      expression += quoteTerm(terms[i].first);
+      if (terms[i].second) expression += '*';
+    }
+    std::optional<ItemIds> found = reader_.wordMatches(expression, range, cap);
+    if (!found) return std::nullopt;
+    all = all.empty() ? std::move(*found) : unite(all, *found);
+    if (all.size() > cap) return std::nullopt;
+  }
+  return all;
+}
+
+const PlanRunner::Terms& PlanRunner::walk(const PlanNode& node) {
+  auto found = walked_.find(&node);
+  if (found != walked_.end()) return found->second;
+  Terms& terms = walked_[&node];
+  const std::size_t bodyOffset = indexTerm(node.code, "").size();
+  reader_.walkTerms(node.text, [&](std::string_view term) {
+    const std::string_view body = term.substr(bodyOffset);
+    if (node.glob.matches(body) ||
+        (node.fuzzyThreshold && fuzzyReaches(node.glob, body, *node.fuzzyThreshold))) {
+      terms.emplace_back(std::string(term), false);
+    }
+    return true;
+  });
+  return terms;
+}
+
+std::optional<ItemIds> PlanRunner::run(const PlanNode& node, IdRange range, std::size_t cap) {
+  switch (node.kind) {
+    case Kind::Scan:
+      return std::nullopt;
+    case Kind::Empty:
+      return ItemIds{};
+    case Kind::Words:
+      return runWords(node.terms, range, cap);
+    case Kind::TermWalk:
+      return runWords(walk(node), range, cap);
+    case Kind::ValueEqual:
+      return reader_.valuesEqual(node.code, node.text, range, cap);
+    case Kind::ValuePrefix:
+      return reader_.valuesWithPrefix(node.code, node.text, range, cap);
+    case Kind::ValueWalk:
+      return reader_.valuesWhere(
+          node.code, node.text,
+          [&](std::string_view folded) {
+            // A cut value may match in its full length: keep it for the evaluator.
+            return folded.size() + 4 >= kIndexedValueLimit || node.glob.matches(folded) ||
+                   (node.fuzzyThreshold && fuzzyReaches(node.glob, folded, *node.fuzzyThreshold));
+          },
+          range, cap);
+    case Kind::NumberRange:
+      return reader_.numbersBetween(node.code, node.low, node.lowInclusive, node.high,
+                                    node.highInclusive, range, cap);
+    case Kind::Present:
+      return reader_.present(node.code, range, cap);
+    case Kind::Union: {
+      ItemIds all;
+      for (const PlanNode& child : node.children) {
+        std::optional<ItemIds> found = run(child, range, cap);
+        if (!found) return std::nullopt;
+        all = unite(all, *found);
+        if (all.size() > cap) return std::nullopt;
+      }
+      return all;
+    }
+    case Kind::Intersect: {
+      // Try every child with a small cap and grow it until one child completes; then
+      // intersect the children that completed. The others stay as filters for the evaluator.
+      std::size_t trial = std::min(cap, kFirstIntersectCap);
+      while (true) {
+        std::optional<ItemIds> best;
+        std::vector<ItemIds> others;
+        for (const PlanNode& child : node.children) {
+          std::optional<ItemIds> found = run(child, range, trial);
+          if (!found) continue;
+          if (!best || found->size() < best->size()) {
+            if (best) others.push_back(std::move(*best));
+            best = std::move(found);
+          } else {
+            others.push_back(std::move(*found));
+          }
+        }
+        if (best) {
+          for (const ItemIds& other : others) *best = intersect(*best, other);
+          return best;
+        }
+        if (trial >= cap) return std::nullopt;
+        trial = trial > cap / kIntersectCapGrowth ? cap : trial * kIntersectCapGrowth;
+      }
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace trovadex::spotlight

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,8 +24,8 @@ namespace trovadex::spotlight {
 
 struct PlanNode {
   enum class Kind {
-    Scan,         // every item
-    Empty,        // no item
+    Scan,   // every item
+    Empty,  // no item
     Union,
     Intersect,
     Words,        // terms and term prefixes, united (an FTS5 OR expression)
@@ -54,7 +55,26 @@ PlanNode planQuery(const Predicate& query, const AttributeCodes& codes);
 //   and(words[kMDItemSubject:"invoice"*], value[kMDItemContentType = "public.email-message"])
 std::string explainPlan(const PlanNode& plan);
 
-// The candidate ids of a plan, or none when the plan is a scan of every item.
-std::optional<ItemIds> planCandidates(const PlanNode& plan, IndexReader& reader);
+// Runs a plan's look-ups with one reader. It remembers the terms each dictionary walk found, so
+// running the plan again over another window of ids walks no dictionary twice. Used by one
+// thread at a time; the plan and the reader must outlive it.
+class PlanRunner {
+ public:
+  PlanRunner(const PlanNode& plan, IndexReader& reader) : plan_(plan), reader_(reader) {}
+  bool scans() const { return plan_.kind == PlanNode::Kind::Scan; }
+  // The candidates among the ids in range, or none when there are more than cap or the plan
+  // scans.
+  std::optional<ItemIds> candidates(IdRange range, std::size_t cap);
+
+ private:
+  using Terms = std::vector<std::pair<std::string, bool>>;
+  std::optional<ItemIds> run(const PlanNode& node, IdRange range, std::size_t cap);
+  std::optional<ItemIds> runWords(const Terms& terms, IdRange range, std::size_t cap);
+  const Terms& walk(const PlanNode& node);
+
+  const PlanNode& plan_;
+  IndexReader& reader_;
+  std::map<const PlanNode*, Terms> walked_;
+};
 
 }  // namespace trovadex::spotlight

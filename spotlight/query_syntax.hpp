@@ -30,8 +30,18 @@ struct Modifiers {
 };
 
 enum class TimeName {
-  Now, Today, Yesterday, Tomorrow, ThisWeek, LastWeek, NextWeek,
-  ThisMonth, NextMonth, ThisYear, NextYear, Iso
+  Now,
+  Today,
+  Yesterday,
+  Tomorrow,
+  ThisWeek,
+  LastWeek,
+  NextWeek,
+  ThisMonth,
+  NextMonth,
+  ThisYear,
+  NextYear,
+  Iso
 };
 
 // A calendar date and time as written in $time.iso(...); the zone is absent when the text named
@@ -44,9 +54,9 @@ struct IsoDateTime {
 
 struct TimeExpression {
   TimeName name = TimeName::Now;
-  double offset = 0;     // the signed argument, 0 when absent
-  char unit = '\0';      // 'd', 'w' or none
-  IsoDateTime iso;       // TimeName::Iso only
+  double offset = 0;  // the signed argument, 0 when absent
+  char unit = '\0';   // 'd', 'w' or none
+  IsoDateTime iso;    // TimeName::Iso only
 };
 
 struct Literal {
@@ -70,12 +80,12 @@ struct Node {
   Kind kind = Kind::Constant;
   std::size_t offset = 0;  // byte offset of the node's first token in the query string
   std::vector<Node> children;
-  bool constant = false;  // Constant
+  bool constant = false;   // Constant
   AttributeRef attribute;  // Comparison, Range
   CompareOp op = CompareOp::Equal;
-  Literal value;           // Comparison; Range: the low bound
-  Literal high;            // Range: the high bound
-  Modifiers modifiers;     // Comparison
+  Literal value;        // Comparison; Range: the low bound
+  Literal high;         // Range: the high bound
+  Modifiers modifiers;  // Comparison
 };
 
 }  // namespace trovadex::spotlight

@@ -80,7 +80,8 @@ class Recorder {
     return state_->changed.wait_for(lock, kDeadline, [&] { return condition(state_->events); });
   }
   bool waitForKind(Event::Kind kind, std::size_t count = 1) {
-    return waitFor([&](const std::vector<Event>& events) { return countOf(events, kind) >= count; });
+    return waitFor(
+        [&](const std::vector<Event>& events) { return countOf(events, kind) >= count; });
   }
   static std::size_t countOf(const std::vector<Event>& events, Event::Kind kind) {
     std::size_t n = 0;
@@ -191,7 +192,8 @@ TEST_F(SearchQueryTest, DeliversMatchesInBoundedBatchesThenCompletes) {
                          {{"kMDItemSubject", i % 3 == 0 ? "Lunch plans" : "Other business"}}));
   }
   add(items);
-  auto q = query(R"((kMDItemContentType = "public.email-message") && (kMDItemSubject == "lunch*"cdw))");
+  auto q =
+      query(R"((kMDItemContentType = "public.email-message") && (kMDItemSubject == "lunch*"cdw))");
   Recorder recorder;
   recorder.attach(*q);
   q->start();
@@ -275,22 +277,22 @@ TEST_F(SearchQueryTest, LiveQueryFollowsAdditionsUpdatesAndDeletions) {
   ASSERT_TRUE(recorder.waitForKind(Kind::GatherEnded));
   EXPECT_EQ(recorder.foundIdentifiers(), (std::set<std::string>{"a"}));
 
-  add({mail("c", {{"kMDItemSubject", "Invoice 2"}})});                 // new and matching
+  add({mail("c", {{"kMDItemSubject", "Invoice 2"}})});  // new and matching
   ASSERT_TRUE(recorder.waitForKind(Kind::Found, 2));
-  add({mail("b", {{"kMDItemSubject", "Invoice for lunch"}})});         // updated into the set
+  add({mail("b", {{"kMDItemSubject", "Invoice for lunch"}})});  // updated into the set
   ASSERT_TRUE(recorder.waitForKind(Kind::Found, 3));
-  add({mail("a", {{"kMDItemSubject", "Paid"}})});                      // updated out of the set
+  add({mail("a", {{"kMDItemSubject", "Paid"}})});  // updated out of the set
   ASSERT_TRUE(recorder.waitForKind(Kind::Removed, 1));
-  add({mail("d", {{"kMDItemSubject", "Unrelated"}})});                 // never matches
-  remove({"c"});                                                        // deleted
+  add({mail("d", {{"kMDItemSubject", "Unrelated"}})});  // never matches
+  remove({"c"});                                        // deleted
   ASSERT_TRUE(recorder.waitForKind(Kind::Removed, 2));
 
   const auto events = recorder.events();
   std::vector<std::pair<Kind, std::vector<std::string>>> sequence;
   for (const auto& e : events) sequence.emplace_back(e.kind, e.identifiers);
   const std::vector<std::pair<Kind, std::vector<std::string>>> expected = {
-      {Kind::Found, {"a"}},   {Kind::GatherEnded, {}}, {Kind::Found, {"c"}},
-      {Kind::Found, {"b"}},   {Kind::Removed, {"a"}},  {Kind::Removed, {"c"}}};
+      {Kind::Found, {"a"}}, {Kind::GatherEnded, {}}, {Kind::Found, {"c"}},
+      {Kind::Found, {"b"}}, {Kind::Removed, {"a"}},  {Kind::Removed, {"c"}}};
   EXPECT_EQ(sequence, expected);
   EXPECT_EQ(q->foundItemCount(), 3u);
   EXPECT_FALSE(q->isCancelled());
@@ -308,7 +310,8 @@ TEST_F(SearchQueryTest, AHandlerMayCancelItsOwnQueryMidStream) {
   options.deliveryCount = 1;
   open(options);
   platform::SearchableItems items;
-  for (int i = 0; i < 200; ++i) items.push_back(mail("m" + std::to_string(i), {{"kMDItemSubject", "same"}}));
+  for (int i = 0; i < 200; ++i)
+    items.push_back(mail("m" + std::to_string(i), {{"kMDItemSubject", "same"}}));
   add(items);
   auto q = query(R"(kMDItemSubject == "same")");
   Recorder recorder;
@@ -336,7 +339,8 @@ TEST_F(SearchQueryTest, CancelNeverWaitsForARunningHandlerAndNothingFollowsIt) {
   options.deliveryCount = 1;
   open(options);
   platform::SearchableItems items;
-  for (int i = 0; i < 50; ++i) items.push_back(mail("m" + std::to_string(i), {{"kMDItemSubject", "same"}}));
+  for (int i = 0; i < 50; ++i)
+    items.push_back(mail("m" + std::to_string(i), {{"kMDItemSubject", "same"}}));
   add(items);
   auto q = query(R"(kMDItemSubject == "same")");
   Recorder recorder;
@@ -409,7 +413,11 @@ TEST_F(SearchQueryTest, DroppingTheLastReferenceCancelsARunningQuery) {
   EXPECT_EQ(recorder.events().back().error->code, -2003);
   // A query dropped before it starts just goes quiet.
   Recorder unstarted;
-  { query(R"(kMDItemSubject == "x")")->setCompletionHandler([&](const auto&) { unstarted.record({Kind::Completed}); }); }
+  {
+    query(R"(kMDItemSubject == "x")")->setCompletionHandler([&](const auto&) {
+      unstarted.record({Kind::Completed});
+    });
+  }
   engine_->shutdown();
   EXPECT_TRUE(unstarted.events().empty());
 }
@@ -441,7 +449,8 @@ TEST_F(SearchQueryTest, ShutdownCancelsLiveQueriesJoinsAndRefusesLaterChanges) {
 
 TEST_F(SearchQueryTest, ManyQueriesAndWritersAtOnceStayConsistent) {
   platform::SearchableItems seed;
-  for (int i = 0; i < 100; ++i) seed.push_back(mail("s" + std::to_string(i), {{"kMDItemSubject", "alpha"}}));
+  for (int i = 0; i < 100; ++i)
+    seed.push_back(mail("s" + std::to_string(i), {{"kMDItemSubject", "alpha"}}));
   add(seed);
   std::vector<std::shared_ptr<platform::SearchQuery>> queries;
   std::vector<std::unique_ptr<Recorder>> recorders;
@@ -453,7 +462,8 @@ TEST_F(SearchQueryTest, ManyQueriesAndWritersAtOnceStayConsistent) {
     queries.push_back(q);
   }
   std::thread writer([&] {
-    for (int i = 0; i < 20; ++i) add({mail("w" + std::to_string(i), {{"kMDItemSubject", "alpha"}})});
+    for (int i = 0; i < 20; ++i)
+      add({mail("w" + std::to_string(i), {{"kMDItemSubject", "alpha"}})});
   });
   for (auto& q : queries) q->start();
   writer.join();

@@ -4,13 +4,13 @@ namespace trovadex::spotlight {
 
 foundation::Result<std::unique_ptr<Database>> Database::open(const std::string& path) {
   sqlite3* db = nullptr;
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX |
-                    SQLITE_OPEN_URI;
+  const int flags =
+      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_URI;
   const int rc = sqlite3_open_v2(path.c_str(), &db, flags, nullptr);
   if (rc != SQLITE_OK) {
-    foundation::Error error{std::string(kIndexErrorDomain), rc,
-                            "cannot open the index at " + path + ": " +
-                                (db ? sqlite3_errmsg(db) : sqlite3_errstr(rc))};
+    foundation::Error error{
+        std::string(kIndexErrorDomain), rc,
+        "cannot open the index at " + path + ": " + (db ? sqlite3_errmsg(db) : sqlite3_errstr(rc))};
     sqlite3_close(db);
     return error;
   }
@@ -55,8 +55,7 @@ Statement& Statement::bind(int index, double value) {
 }
 Statement& Statement::bind(int index, std::string_view text) {
   if (statement_) {
-    sqlite3_bind_text64(statement_, index, text.data(), text.size(), SQLITE_TRANSIENT,
-                        SQLITE_UTF8);
+    sqlite3_bind_text64(statement_, index, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
   }
   return *this;
 }
@@ -102,12 +101,14 @@ double Statement::columnDouble(int column) const {
 }
 std::string_view Statement::columnText(int column) const {
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
-  return text ? std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)))
+  return text ? std::string_view(text,
+                                 static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)))
               : std::string_view();
 }
 std::string_view Statement::columnBlob(int column) const {
   const auto* blob = static_cast<const char*>(sqlite3_column_blob(statement_, column));
-  return blob ? std::string_view(blob, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)))
+  return blob ? std::string_view(blob,
+                                 static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)))
               : std::string_view();
 }
 bool Statement::columnIsNull(int column) const {

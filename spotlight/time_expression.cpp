@@ -45,27 +45,37 @@ struct PeriodShape {
 
 PeriodShape periodShape(TimeName name) {
   switch (name) {
-    case TimeName::Yesterday: return {UCAL_DATE, -1};
-    case TimeName::Tomorrow: return {UCAL_DATE, 1};
-    case TimeName::ThisWeek: return {UCAL_WEEK_OF_YEAR, 0};
-    case TimeName::LastWeek: return {UCAL_WEEK_OF_YEAR, -1};
-    case TimeName::NextWeek: return {UCAL_WEEK_OF_YEAR, 1};
-    case TimeName::ThisMonth: return {UCAL_MONTH, 0};
-    case TimeName::NextMonth: return {UCAL_MONTH, 1};
-    case TimeName::ThisYear: return {UCAL_YEAR, 0};
-    case TimeName::NextYear: return {UCAL_YEAR, 1};
-    default: return {UCAL_DATE, 0};
+    case TimeName::Yesterday:
+      return {UCAL_DATE, -1};
+    case TimeName::Tomorrow:
+      return {UCAL_DATE, 1};
+    case TimeName::ThisWeek:
+      return {UCAL_WEEK_OF_YEAR, 0};
+    case TimeName::LastWeek:
+      return {UCAL_WEEK_OF_YEAR, -1};
+    case TimeName::NextWeek:
+      return {UCAL_WEEK_OF_YEAR, 1};
+    case TimeName::ThisMonth:
+      return {UCAL_MONTH, 0};
+    case TimeName::NextMonth:
+      return {UCAL_MONTH, 1};
+    case TimeName::ThisYear:
+      return {UCAL_YEAR, 0};
+    case TimeName::NextYear:
+      return {UCAL_YEAR, 1};
+    default:
+      return {UCAL_DATE, 0};
   }
 }
 
 std::unique_ptr<icu::Calendar> makeCalendar(const QueryTime& time) {
   UErrorCode status = U_ZERO_ERROR;
-  icu::TimeZone* zone = time.timeZone.empty()
-                            ? icu::TimeZone::createDefault()
-                            : icu::TimeZone::createTimeZone(
-                                  icu::UnicodeString::fromUTF8(time.timeZone));
-  icu::Locale locale = time.locale.empty() ? icu::Locale::getDefault()
-                                           : icu::Locale(time.locale.c_str());
+  icu::TimeZone* zone =
+      time.timeZone.empty()
+          ? icu::TimeZone::createDefault()
+          : icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(time.timeZone));
+  icu::Locale locale =
+      time.locale.empty() ? icu::Locale::getDefault() : icu::Locale(time.locale.c_str());
   std::unique_ptr<icu::Calendar> calendar(icu::Calendar::createInstance(zone, locale, status));
   if (U_FAILURE(status)) return nullptr;
   if (time.firstDayOfWeek >= 1 && time.firstDayOfWeek <= 7) {
@@ -199,7 +209,7 @@ std::optional<IsoDateTime> parseIsoDateTime(std::string_view text) {
 }
 
 TimeValue resolveTime(const TimeExpression& expression, const QueryTime& time) {
-  const double unitSeconds = expression.unit == 'd' ? 86400.0
+  const double unitSeconds = expression.unit == 'd'   ? 86400.0
                              : expression.unit == 'w' ? 7 * 86400.0
                                                       : 1.0;
   if (expression.name == TimeName::Now) {

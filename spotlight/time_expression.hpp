@@ -22,10 +22,10 @@ struct TimeValue {
 
 // When and where a query runs: fixed once when it starts.
 struct QueryTime {
-  double now = 0;               // CFAbsoluteTime
-  std::string timeZone;         // an ICU/Olson id, e.g. "Europe/Berlin"; empty: the host's zone
-  int firstDayOfWeek = 0;       // 1 = Sunday ... 7 = Saturday; 0: from the locale below
-  std::string locale;           // e.g. "en_US"; empty: the host's default locale
+  double now = 0;          // CFAbsoluteTime
+  std::string timeZone;    // an ICU/Olson id, e.g. "Europe/Berlin"; empty: the host's zone
+  int firstDayOfWeek = 0;  // 1 = Sunday ... 7 = Saturday; 0: from the locale below
+  std::string locale;      // e.g. "en_US"; empty: the host's default locale
 };
 
 // "$time.name": the name's enum value, or none for an unknown name.

@@ -11,7 +11,7 @@ namespace {
 constexpr double kDay = 86400;
 // Wednesday 2026-03-04 15:30:00 UTC.
 constexpr double kNow = 794331000;
-constexpr double kToday = 794275200;       // 2026-03-04 00:00 UTC
+constexpr double kToday = 794275200;        // 2026-03-04 00:00 UTC
 constexpr double kMondayStart = 794102400;  // 2026-03-02 00:00 UTC
 
 QueryTime utcMondayWeeks() { return QueryTime{kNow, "UTC", 2, "en_GB"}; }
@@ -65,8 +65,7 @@ TEST(TimeExpression, RollsMonthsAndYearsOverCalendarBoundaries) {
   expectPeriod(resolve("$time.next_month"), april1, april1 + 30 * kDay, "next_month");
   // Three months back from March 2026 is December 2025.
   const double december1 = march1 - (28 + 31 + 31) * kDay;
-  expectPeriod(resolve("$time.this_month(-3)"), december1, december1 + 31 * kDay,
-               "this_month(-3)");
+  expectPeriod(resolve("$time.this_month(-3)"), december1, december1 + 31 * kDay, "this_month(-3)");
   const double year2026 = march1 - (31 + 28) * kDay;
   expectPeriod(resolve("$time.this_year"), year2026, year2026 + 365 * kDay, "this_year");
   expectPeriod(resolve("$time.next_year"), year2026 + 365 * kDay, year2026 + 730 * kDay,

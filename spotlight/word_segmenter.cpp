@@ -85,16 +85,16 @@ void appendRun(std::string_view text, std::size_t begin, std::size_t end, bool s
 }
 
 // Splits a run of an unspaced script with the dictionary breaker, then appends the pieces.
-void appendDictionaryRun(std::string_view text, std::size_t begin, std::size_t end,
-                         bool starIsWord, Segmentation& out) {
+void appendDictionaryRun(std::string_view text, std::size_t begin, std::size_t end, bool starIsWord,
+                         Segmentation& out) {
   icu::BreakIterator* breaker = wordBreaker();
   if (breaker == nullptr) {
     appendRun(text, begin, end, starIsWord, out);
     return;
   }
   UErrorCode status = U_ZERO_ERROR;
-  UText* utext = utext_openUTF8(nullptr, text.data() + begin,
-                                static_cast<int64_t>(end - begin), &status);
+  UText* utext =
+      utext_openUTF8(nullptr, text.data() + begin, static_cast<int64_t>(end - begin), &status);
   if (U_FAILURE(status)) {
     appendRun(text, begin, end, starIsWord, out);
     return;

@@ -23,9 +23,7 @@ int createTokenizer(void* userData, const char**, int, Fts5Tokenizer** out) {
   return SQLITE_OK;
 }
 
-void deleteTokenizer(Fts5Tokenizer* tokenizer) {
-  delete reinterpret_cast<Tokenizer*>(tokenizer);
-}
+void deleteTokenizer(Fts5Tokenizer* tokenizer) { delete reinterpret_cast<Tokenizer*>(tokenizer); }
 
 using EmitToken = int (*)(void*, int, const char*, int, int, int);
 
@@ -70,8 +68,8 @@ int tokenize(Fts5Tokenizer* raw, void* context, int flags, const char* text, int
       const std::size_t next = all.find(kSectionStart, textMark + 1);
       const std::size_t textEnd = next == std::string_view::npos ? all.size() : next;
       const int rc = tokenizeSection(tokenizer, all.substr(codeBegin, textMark - codeBegin),
-                                     all.substr(textMark + 1, textEnd - textMark - 1),
-                                     textMark + 1, context, emit);
+                                     all.substr(textMark + 1, textEnd - textMark - 1), textMark + 1,
+                                     context, emit);
       if (rc != SQLITE_OK) return rc;
       at = next;
     }
