@@ -1,10 +1,7 @@
 // installBundle: puts a copy of a mail bundle into a bundles folder, replacing an older copy.
 //
-// The source must be a loadable bundle as far as its files go (an Info.plist with an executable
-// name, and that executable under Contents/Linux). The copy is made beside its destination under
-// a hidden name and renamed into place, so a host starting meanwhile sees the old bundle or the
-// new one, never half of one; a failed copy leaves the old bundle as it was. Safe from any thread
-// (two installations into one folder at once leave one whole bundle).
+// A host starting meanwhile never sees half of a bundle, and a failed copy leaves the old bundle
+// as it was. Safe from any thread.
 #pragma once
 
 #include <filesystem>
@@ -13,7 +10,11 @@
 
 namespace trovadex::host {
 
-// Returns the installed bundle's folder: bundlesFolder/<the source's folder name>.
+// Returns the installed bundle's folder: bundlesFolder/<the source's folder name>. The source
+// must be a loadable bundle as far as its files go (an Info.plist with an executable name, and
+// that executable under Contents/Linux). The copy is made beside its destination under a hidden
+// name and then swapped with the old one in one step (or, where the file system cannot swap,
+// renamed into place right after the old one steps aside).
 foundation::Result<std::filesystem::path> installBundle(const std::filesystem::path& source,
                                                         const std::filesystem::path& bundlesFolder);
 

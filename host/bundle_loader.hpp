@@ -1,14 +1,7 @@
 // BundleLoader: finds mail bundles and loads them into the host, the way the mail host does.
 //
-// A bundle is a folder X.mailbundle with Contents/Info.plist (CFBundleIdentifier,
-// CFBundleExecutable, CFBundleVersion, CFBundleShortVersionString) and the shared library
-// Contents/Linux/<CFBundleExecutable>.so, which exports the C function trovadex_mailbundle_load.
-// Loading opens the library, finds the function and calls it with a set of ports of the bundle's
-// own (its Info.plist as pluginBundle, host classes that register it under its identifier); the
-// function answers whether the bundle loaded. Every failure is reported, never fatal: the host
-// runs on without that bundle. Libraries are never closed again, and the ports handed to a
-// bundle are kept for the life of the loader, which the host keeps for the life of the process.
-// Main thread only (a bundle's loading entry expects the main thread).
+// Every failure is reported, never fatal: the host runs on without that bundle. Libraries are
+// never closed again. Main thread only (a bundle's loading entry expects the main thread).
 #pragma once
 
 #include <filesystem>
@@ -34,6 +27,13 @@ struct BundleLoadReport {
 // The *.mailbundle entries directly inside folder, sorted by name; none when there is no folder.
 std::vector<std::filesystem::path> findBundles(const std::filesystem::path& folder);
 
+// A bundle is a folder X.mailbundle with Contents/Info.plist (CFBundleIdentifier,
+// CFBundleExecutable, CFBundleVersion, CFBundleShortVersionString) and the shared library
+// Contents/Linux/<CFBundleExecutable>.so, which exports the C function trovadex_mailbundle_load.
+// Loading opens the library, finds the function and calls it with ports of the bundle's own (its
+// Info.plist as pluginBundle, host classes that register it under its identifier); the function
+// answers whether the bundle loaded. The ports handed to a bundle are kept for the life of the
+// loader, which the host keeps for the life of the process.
 class BundleLoader {
  public:
   // sharedPorts are handed to every bundle, with pluginBundle and hostClasses made per bundle;

@@ -1,12 +1,8 @@
 // MailHost: the running mail host, wired from the Linux adapters, the search engine and the
-// message store, with the indexer keeping the engine's index in step with the store and the
-// mail bundles loaded into it.
+// message store, with the indexer keeping the index in step and the mail bundles loaded into it.
 //
-// start() wires everything and loads the bundles; the caller then runs the main loop.
-// shutdown() is the orderly stop, in this order: post the in-process will-terminate
-// notification (bundles answer it at once), stop the indexer, cancel every engine query and
-// join the engine's threads, flush the defaults file, join the global pool, hand every posted
-// bus signal to the bus, and quit the main loop. Bundles are never unloaded. Main thread only.
+// start() wires everything and loads the bundles; the caller then runs the main loop until
+// shutdown(). Bundles are never unloaded. Main thread only.
 #pragma once
 
 #include <filesystem>
@@ -34,7 +30,10 @@ class MailHost {
   MailHost(const MailHost&) = delete;
   MailHost& operator=(const MailHost&) = delete;
 
-  // Idempotent; the second and later calls do nothing.
+  // The orderly stop, in this order: post the in-process will-terminate notification (bundles
+  // answer it at once), stop the indexer, cancel every engine query and join the engine's
+  // threads, flush the defaults file, join the global pool, hand every posted bus signal to the
+  // bus, and quit the main loop. Idempotent.
   void shutdown();
 
  private:
