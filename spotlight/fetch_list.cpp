@@ -1,6 +1,5 @@
 #include "spotlight/fetch_list.hpp"
 
-#include "spotlight/attribute_codec.hpp"
 #include "spotlight/attribute_names.hpp"
 
 namespace trovadex::spotlight {
@@ -48,9 +47,8 @@ foundation::Value::Dictionary FetchList::select(const foundation::Value::Diction
   return out;
 }
 
-platform::SearchableItem FetchList::deliver(const StoredItem& stored) const {
-  const foundation::Value::Dictionary attributes = decodeAttributes(
-      stored.encodedAttributes, [this](std::string_view key) { return storedKeys_.contains(key); });
+platform::SearchableItem FetchList::deliver(const StoredItem& stored,
+                                            const foundation::Value::Dictionary& attributes) const {
   platform::SearchableItem item;
   item.uniqueIdentifier = stored.identifier;
   item.domainIdentifier = stored.domain;

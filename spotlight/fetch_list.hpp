@@ -22,8 +22,13 @@ class FetchList {
  public:
   explicit FetchList(const std::optional<std::vector<std::string>>& names);
 
-  // The found item as delivered, from the index or from a live change.
-  platform::SearchableItem deliver(const StoredItem& stored) const;
+  // Every stored key a delivery may read: decode at least these for deliver(stored, decoded).
+  const std::set<std::string, std::less<>>& storedKeys() const { return storedKeys_; }
+
+  // The found item as delivered, from the index (with attributes decoded from it, storedKeys()
+  // at least) or from a live change.
+  platform::SearchableItem deliver(const StoredItem& stored,
+                                   const foundation::Value::Dictionary& decoded) const;
   platform::SearchableItem deliver(const platform::SearchableItem& changed) const;
 
  private:

@@ -1,6 +1,7 @@
 #include "spotlight/match_stream.hpp"
 
 #include <limits>
+#include <optional>
 #include <set>
 
 #include "spotlight/attribute_codec.hpp"
@@ -31,15 +32,19 @@ bool collectKeys(const Predicate& p, std::set<std::string, std::less<>>& keys) {
 
 class Confirmer {
  public:
-  explicit Confirmer(const Predicate& query) : query_(query) {
+  Confirmer(const Predicate& query, const std::set<std::string, std::less<>>& extraKeys)
+      : query_(query), keys_(extraKeys) {
     readsAll_ = !collectKeys(query, keys_);
   }
 
-  bool matches(const StoredItem& item) const {
-    if (readsAll_) return matchesQuery(query_, decodeAttributes(item.encodedAttributes));
-    return matchesQuery(query_, decodeAttributes(item.encodedAttributes, [&](std::string_view k) {
-                          return keys_.contains(k);
-                        }));
+  // The decoded attributes when the item matches.
+  std::optional<foundation::Value::Dictionary> matches(const StoredItem& item) const {
+    foundation::Value::Dictionary decoded =
+        readsAll_ ? decodeAttributes(item.encodedAttributes)
+                  : decodeAttributes(item.encodedAttributes,
+                                     [&](std::string_view k) { return keys_.contains(k); });
+    if (!matchesQuery(query_, decoded)) return std::nullopt;
+    return decoded;
   }
 
  private:
@@ -52,8 +57,8 @@ class Confirmer {
 
 foundation::Status streamMatches(IndexReader& reader, const Predicate& query, const PlanNode& plan,
                                  const MatchVisitor& visit, const MatchTick& tick,
-                                 StreamWindows windows) {
-  const Confirmer confirmer(query);
+                                 const StreamWindows& windows) {
+  const Confirmer confirmer(query, windows.extraKeys);
   std::size_t examined = 0;
   auto carryOn = [&] { return !tick || ++examined % kMatchStreamTickInterval != 0 || tick(); };
   PlanRunner runner(plan, reader);
@@ -63,7 +68,10 @@ foundation::Status streamMatches(IndexReader& reader, const Predicate& query, co
       if (!carryOn()) return false;
       std::optional<StoredItem> item = reader.item(id);
       if (reader.failed()) return false;
-      if (item && confirmer.matches(*item) && !visit(*item)) return false;
+      if (!item) continue;
+      if (auto decoded = confirmer.matches(*item); decoded && !visit(*item, *decoded)) {
+        return false;
+      }
     }
     return true;
   };
@@ -91,14 +99,10 @@ foundation::Status streamMatches(IndexReader& reader, const Predicate& query, co
     if (chunk.empty()) return {};
     for (const StoredItem& item : chunk) {
       if (!carryOn()) return {};
-      if (confirmer.matches(item) && !visit(item)) return {};
+      if (auto decoded = confirmer.matches(item); decoded && !visit(item, *decoded)) return {};
     }
     after = chunk.back().id;
   }
-}
-
-bool storedItemMatches(const Predicate& query, const StoredItem& item) {
-  return Confirmer(query).matches(item);
 }
 
 }  // namespace trovadex::spotlight

@@ -169,14 +169,16 @@ void QueryCore::gather() {
     if (batch.due() && !deliverFound(batch.take())) stopped = true;
     return !stopped && !cancelled_;
   };
+  StreamWindows windows;
+  windows.extraKeys = fetch_.storedKeys();
   foundation::Status streamed = streamMatches(
       *connection, *compiled_, plan,
-      [&](const StoredItem& item) {
+      [&](const StoredItem& item, const foundation::Value::Dictionary& decoded) {
         if (!matched_.insert(matchKey(item.indexName, item.identifier)).second) return true;
-        batch.add(fetch_.deliver(item));
+        batch.add(fetch_.deliver(item, decoded));
         return flushIfDue();
       },
-      flushIfDue);
+      flushIfDue, windows);
   connection->end();
   engine_->releaseReader(std::move(connection));
   if (stopped || cancelled_) return;
