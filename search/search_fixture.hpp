@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/fake/fake_search_query.hpp"
+#include "platform/fake/script_gate.hpp"
 #include "plugin/plugin_harness.hpp"
 
 namespace trovadex::plugin::testing {
@@ -59,11 +60,17 @@ class SearchFixture : public ::testing::Test {
   std::shared_ptr<platform::fake::FakeSearchQuery> search(
       const std::string& uniqueName, platform::fake::SearchScript script = {},
       foundation::Value::Dictionary extra = {}) {
+    // The query waits at a gate until the test holds it: a one-shot script can otherwise run
+    // to its completion, and the plug-in let go of the query, before the test looks it up.
+    auto held = std::make_shared<platform::fake::ScriptGate>();
+    script.insert(script.begin(), platform::fake::GateStep{held});
     harness_.fakes.searchQueryFactory->queueScript(std::move(script));
     extra.insert_or_assign("uniqueName", uniqueName);
     if (!extra.contains("clientName")) extra.emplace("clientName", "c1");
     plugin_.search(PluginHarness::command(protocol::Message::Search, std::move(extra)));
-    return harness_.fakes.searchQueryFactory->lastQuery();
+    auto query = harness_.fakes.searchQueryFactory->lastQuery();
+    held->release();
+    return query;
   }
 
   // The plug-in's posts of a message and the payloads their pasteboards hold now.
