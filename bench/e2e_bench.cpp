@@ -92,8 +92,8 @@ Rig* rigFor(std::int64_t messages) {
   }
   const std::string library = cachedStore(rig, messages);
   if (library.empty()) return nullptr;
-  auto manifest = trovadex::mailstore::readSampleManifest(
-      trovadex::mailstore::sampleManifestPath(library));
+  auto manifest =
+      trovadex::mailstore::readSampleManifest(trovadex::mailstore::sampleManifestPath(library));
   if (!manifest.ok()) {
     rig.error = manifest.error().localizedDescription;
     return nullptr;
@@ -111,9 +111,9 @@ Rig* rigFor(std::int64_t messages) {
     return nullptr;
   }
   rig.host = std::make_unique<ChildProcess>(
-      rig.context.get(), std::vector<std::string>{TROVADEX_MAILHOST, "run", "--library", library,
-                                                  "--bundle", TROVADEX_PLUGIN_BUNDLE,
-                                                  "--alert-response", "2"});
+      rig.context.get(),
+      std::vector<std::string>{TROVADEX_MAILHOST, "run", "--library", library, "--bundle",
+                               TROVADEX_PLUGIN_BUNDLE, "--alert-response", "2"});
   if (!rig.host->waitForLogLine("Indexer: in step with the store", kLongStep)) {
     rig.error = "the host did not get in step with the store:\n" + rig.host->log();
     return nullptr;
@@ -144,8 +144,8 @@ void runSearch(benchmark::State& state, bool selective) {
   }
   const std::string query =
       selective ? "kMDItemTextContent == \"" + rig->plantedWord + "\"cd" : std::string();
-  const std::uint64_t expected =
-      selective ? static_cast<std::uint64_t>(rig->plantedMessages) : static_cast<std::uint64_t>(messages);
+  const std::uint64_t expected = selective ? static_cast<std::uint64_t>(rig->plantedMessages)
+                                           : static_cast<std::uint64_t>(messages);
 
   std::uint64_t found = 0;
   double firstBatchSeconds = 0;
@@ -157,8 +157,8 @@ void runSearch(benchmark::State& state, bool selective) {
     events.found = [&](const trovadex::companion::BatchReport&) {
       if (!firstBatch) firstBatch = Clock::now();
     };
-    const auto summary = rig->client->runSearch({.queryString = query}, std::move(events),
-                                                kAnswerTimeout);
+    const auto summary =
+        rig->client->runSearch({.queryString = query}, std::move(events), kAnswerTimeout);
     const auto end = Clock::now();
     if (summary.outcome != SearchOutcome::Completed || summary.messages != expected) {
       state.SkipWithError(("search ended " + std::to_string(static_cast<int>(summary.outcome)) +

@@ -36,9 +36,9 @@ TEST(CompanionEndToEnd, LiveSearchSeesAnImportAndARemoval) {
   const std::string root = testRoot();
   const std::string library = root + "/LiveChangesLibrary";
 
-  const auto sample = runProgram(loop, {TROVADEX_MAILHOST, "sample", "--library", library,
-                                        "--messages", std::to_string(kSampleMessages), "--seed",
-                                        "11"});
+  const auto sample =
+      runProgram(loop, {TROVADEX_MAILHOST, "sample", "--library", library, "--messages",
+                        std::to_string(kSampleMessages), "--seed", "11"});
   ASSERT_EQ(sample.status, 0) << sample.err;
   const char* dataHome = std::getenv("XDG_DATA_HOME");
   ASSERT_NE(dataHome, nullptr);
@@ -102,8 +102,8 @@ TEST(CompanionEndToEnd, LiveSearchSeesAnImportAndARemoval) {
   const auto imported = runProgram(loop, {TROVADEX_MAILHOST, "import", "--library", library, eml});
   ASSERT_EQ(imported.status, 0) << imported.err;
 
-  ASSERT_TRUE(client.iterateUntil([&] { return !updates.empty() || search->ended(); },
-                                  kStepTimeout))
+  ASSERT_TRUE(
+      client.iterateUntil([&] { return !updates.empty() || search->ended(); }, kStepTimeout))
       << host.log();
   ASSERT_EQ(search->summary().outcome, SearchOutcome::Running);
   ASSERT_EQ(updates.size(), 1u);
@@ -120,8 +120,8 @@ TEST(CompanionEndToEnd, LiveSearchSeesAnImportAndARemoval) {
 
   // The message's file removed by hand: the indexer deletes the item, the search hears of it.
   ASSERT_TRUE(fs::remove(arrivalPath)) << arrivalPath;
-  ASSERT_TRUE(client.iterateUntil([&] { return !removals.empty() || search->ended(); },
-                                  kStepTimeout))
+  ASSERT_TRUE(
+      client.iterateUntil([&] { return !removals.empty() || search->ended(); }, kStepTimeout))
       << host.log();
   ASSERT_EQ(search->summary().outcome, SearchOutcome::Running);
   ASSERT_EQ(removals.size(), 1u);

@@ -19,7 +19,8 @@ using companion::Command;
 using foundation::Value;
 namespace key = companion::key;
 
-constexpr std::string_view kAlertLine = "Alert (Critical): The Trovadex Mail plug-in needs an update";
+constexpr std::string_view kAlertLine =
+    "Alert (Critical): The Trovadex Mail plug-in needs an update";
 
 std::size_t occurrences(const std::string& text, std::string_view part) {
   std::size_t count = 0;
@@ -34,8 +35,8 @@ TEST(CompanionEndToEnd, VersionAlertOncePerRun) {
   GMainContext* const loop = context.get();
   const std::string library = testRoot() + "/VersionLibrary";
 
-  const auto sample = runProgram(loop, {TROVADEX_MAILHOST, "sample", "--library", library,
-                                        "--messages", "20", "--seed", "7"});
+  const auto sample = runProgram(
+      loop, {TROVADEX_MAILHOST, "sample", "--library", library, "--messages", "20", "--seed", "7"});
   ASSERT_EQ(sample.status, 0) << sample.err;
   const char* dataHome = std::getenv("XDG_DATA_HOME");
   ASSERT_NE(dataHome, nullptr);
@@ -59,11 +60,11 @@ TEST(CompanionEndToEnd, VersionAlertOncePerRun) {
 
   const auto connect = [&](bool checkVersion, std::int64_t compatibilityVersion) {
     client.post(Command::Connect,
-                Value::Dictionary{{std::string(key::kClientName), client.clientName()},
-                                  {std::string(key::kVersion), "9.9"},
-                                  {std::string(key::kCompatibilityVersion),
-                                   Value::integer(compatibilityVersion)},
-                                  {std::string(key::kCheckVersion), Value::boolean(checkVersion)}});
+                Value::Dictionary{
+                    {std::string(key::kClientName), client.clientName()},
+                    {std::string(key::kVersion), "9.9"},
+                    {std::string(key::kCompatibilityVersion), Value::integer(compatibilityVersion)},
+                    {std::string(key::kCheckVersion), Value::boolean(checkVersion)}});
   };
 
   connect(true, 2);
