@@ -9,11 +9,13 @@
 #include <memory>
 #include <optional>
 
+#include "foundation/binary_property_list.hpp"
+#include "foundation/property_list_text.hpp"
+
 namespace trovadex::foundation {
 namespace {
 
-// Deeper nesting than this is refused both ways, so that hostile input cannot exhaust the stack.
-constexpr int kMaximumDepth = 512;
+constexpr int kMaximumDepth = kPropertyListMaximumDepth;
 
 struct PlistDeleter {
   void operator()(void* node) const { plist_free(static_cast<plist_t>(node)); }
@@ -24,15 +26,9 @@ struct MallocDeleter {
   void operator()(void* memory) const { std::free(memory); }
 };
 
-Error codingError(std::string message) {
-  return Error{std::string(kPropertyListErrorDomain), kPropertyListEncodingError,
-               std::move(message)};
-}
+Error codingError(std::string message) { return propertyListEncodingError(std::move(message)); }
 
-Error readingError(std::string message) {
-  return Error{std::string(kPropertyListErrorDomain), kPropertyListDecodingError,
-               std::move(message)};
-}
+Error readingError(std::string message) { return propertyListDecodingError(std::move(message)); }
 
 constexpr std::int64_t kInt64Max = std::numeric_limits<std::int64_t>::max();
 
@@ -108,107 +104,6 @@ bool isWideInteger(plist_t node) {
   return std::string_view(buffer, length).find("<integer>-") == std::string_view::npos;
 }
 
-// libplist turns malformed UTF-8 into other text in binary, so such strings are refused.
-bool isValidUtf8(std::string_view text) {
-  for (std::size_t i = 0; i < text.size();) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    std::size_t length = 0;
-    std::uint32_t cp = 0;
-    if (lead < 0x80) {
-      ++i;
-      continue;
-    } else if (lead >= 0xC2 && lead <= 0xDF) {
-      length = 2;
-      cp = lead & 0x1Fu;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-      length = 3;
-      cp = lead & 0x0Fu;
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-      length = 4;
-      cp = lead & 0x07u;
-    } else {
-      return false;
-    }
-    if (i + length > text.size()) return false;
-    for (std::size_t k = 1; k < length; ++k) {
-      const auto next = static_cast<unsigned char>(text[i + k]);
-      if ((next & 0xC0) != 0x80) return false;
-      cp = (cp << 6) | (next & 0x3Fu);
-    }
-    if ((length == 3 && (cp < 0x800 || (cp >= 0xD800 && cp <= 0xDFFF))) ||
-        (length == 4 && (cp < 0x10000 || cp > 0x10FFFF))) {
-      return false;
-    }
-    i += length;
-  }
-  return true;
-}
-
-std::optional<Error> checkText(const std::string& text, const char* what) {
-  if (text.find('\0') != std::string::npos) {
-    return codingError(std::string("A ") + what + " with a NUL character cannot be encoded.");
-  }
-  if (!isValidUtf8(text)) {
-    return codingError(std::string("A ") + what + " that is not valid UTF-8 cannot be encoded.");
-  }
-  return std::nullopt;
-}
-
-// libplist 2.2 aborts the process (a failed assert in plist_get_key_val) when a binary property
-// list has a dictionary key with a NUL character, and it cuts string values short at one. Before
-// libplist sees binary input, every string object is checked for NUL characters; the walk also
-// refuses a trailer or offset table that points outside the data, which libplist would refuse too.
-// Returns an error message, or an empty string when the input may go to libplist.
-std::string checkBinaryStrings(std::string_view bytes) {
-  const auto byteAt = [&](std::size_t at) { return static_cast<unsigned char>(bytes[at]); };
-  const auto bigEndian = [&](std::size_t at, std::size_t width) {
-    std::uint64_t number = 0;
-    for (std::size_t i = 0; i < width; ++i) number = (number << 8) | byteAt(at + i);
-    return number;
-  };
-  constexpr std::size_t kHeader = 8;
-  constexpr std::size_t kTrailer = 32;
-  if (bytes.size() < kHeader + kTrailer) return "The binary property list is truncated.";
-  const std::size_t trailer = bytes.size() - kTrailer;
-  const std::size_t offsetSize = byteAt(trailer + 6);
-  const std::uint64_t objectCount = bigEndian(trailer + 8, 8);
-  const std::uint64_t tableOffset = bigEndian(trailer + 24, 8);
-  if (offsetSize < 1 || offsetSize > 8 || tableOffset < kHeader || tableOffset > trailer ||
-      objectCount > (trailer - tableOffset) / offsetSize) {
-    return "The binary property list has a damaged trailer.";
-  }
-  for (std::uint64_t object = 0; object < objectCount; ++object) {
-    const std::uint64_t offset = bigEndian(tableOffset + object * offsetSize, offsetSize);
-    if (offset < kHeader || offset >= tableOffset)
-      return "The binary property list has a damaged offset table.";
-    const unsigned marker = byteAt(offset);
-    const unsigned kind = marker >> 4;
-    if (kind != 0x5 && kind != 0x6) continue;  // ASCII and UTF-16 strings only
-    std::uint64_t length = marker & 0x0F;
-    std::uint64_t start = offset + 1;
-    if (length == 0x0F) {
-      if (start >= tableOffset || (byteAt(start) >> 4) != 0x1 || (byteAt(start) & 0x0F) > 3) {
-        return "The binary property list has a damaged string length.";
-      }
-      const std::size_t width = std::size_t{1} << (byteAt(start) & 0x0F);
-      if (start + 1 + width > tableOffset)
-        return "The binary property list has a damaged string length.";
-      length = bigEndian(start + 1, width);
-      start += 1 + width;
-    }
-    const std::uint64_t unitSize = kind == 0x6 ? 2 : 1;
-    if (length > (tableOffset - start) / unitSize)
-      return "The binary property list has a string that runs past its end.";
-    for (std::uint64_t unit = 0; unit < length; ++unit) {
-      const std::uint64_t at = start + unit * unitSize;
-      if (byteAt(at) == 0 && (unitSize == 1 || byteAt(at + 1) == 0)) {
-        return "The binary property list has a string with a NUL character, which cannot be read.";
-      }
-    }
-  }
-  return {};
-}
-
 // XML dates: whole seconds (rounded down), and only years 1000 to 9999, which the XML writer
 // prints as four digits.
 constexpr double kXmlEarliestDate = -30610224000.0 - kReferenceDateUnixOffset;  // 1000-01-01
@@ -216,14 +111,15 @@ constexpr double kXmlLatestDate = 253402300799.0 - kReferenceDateUnixOffset;  //
 
 // ---- encoding ----
 
-Result<PlistPtr> toPlist(const Value& value, PropertyListFormat format, int depth) {
+// The XML writer's node tree for a value.
+Result<PlistPtr> toPlist(const Value& value, int depth) {
   if (depth > kMaximumDepth) return codingError("The value is nested too deeply to encode.");
   switch (value.kind()) {
     case Value::Kind::Nil:
       return codingError("A nil value cannot be encoded as a property list.");
     case Value::Kind::String: {
       const std::string& text = *value.asString();
-      if (auto error = checkText(text, "string")) return *error;
+      if (auto error = checkPropertyListText(text, "string")) return *error;
       return PlistPtr(plist_new_string(text.c_str()));
     }
     case Value::Kind::Bool:
@@ -245,33 +141,17 @@ Result<PlistPtr> toPlist(const Value& value, PropertyListFormat format, int dept
       const double seconds = value.asDate()->timeIntervalSinceReferenceDate();
       if (!std::isfinite(seconds))
         return codingError("A date that is not finite cannot be encoded.");
-      if (format == PropertyListFormat::Xml) {
-        const double whole = std::floor(seconds);
-        if (whole < kXmlEarliestDate || whole > kXmlLatestDate) {
-          return codingError("The date " + value.asDate()->description() +
-                             " is outside the years 1000 to 9999 that an XML property list holds.");
-        }
-        PlistPtr node = exactDateNode(whole);
-        if (!node)
-          return codingError("libplist could not make the date " + value.asDate()->description() +
-                             ".");
-        return node;
-      }
-      // plist_new_date when its int32 seconds and microseconds rebuild the value exactly (it
-      // computes sec + usec / 1e6), otherwise a node that holds the exact double.
+      // XML keeps whole seconds of the years 1000 to 9999.
       const double whole = std::floor(seconds);
-      const double micro = std::round((seconds - whole) * 1e6);
-      if (whole >= std::numeric_limits<std::int32_t>::min() &&
-          whole <= std::numeric_limits<std::int32_t>::max() && micro < 1e6 &&
-          whole + micro / 1000000 == seconds) {
-        return PlistPtr(
-            plist_new_date(static_cast<std::int32_t>(whole), static_cast<std::int32_t>(micro)));
+      if (whole < kXmlEarliestDate || whole > kXmlLatestDate) {
+        return codingError("The date " + value.asDate()->description() +
+                           " is outside the years 1000 to 9999 that an XML property list holds.");
       }
-      PlistPtr exact = exactDateNode(seconds);
-      if (!exact)
+      PlistPtr node = exactDateNode(whole);
+      if (!node)
         return codingError("libplist could not make the date " + value.asDate()->description() +
                            ".");
-      return exact;
+      return node;
     }
     case Value::Kind::Data: {
       const Value::Bytes& bytes = *value.asData();
@@ -280,7 +160,7 @@ Result<PlistPtr> toPlist(const Value& value, PropertyListFormat format, int dept
     case Value::Kind::Array: {
       PlistPtr array(plist_new_array());
       for (const Value& element : *value.asArray()) {
-        Result<PlistPtr> item = toPlist(element, format, depth + 1);
+        Result<PlistPtr> item = toPlist(element, depth + 1);
         if (!item) return item.error();
         plist_array_append_item(array.get(), std::move(item).value().release());  // array owns it
       }
@@ -289,8 +169,8 @@ Result<PlistPtr> toPlist(const Value& value, PropertyListFormat format, int dept
     case Value::Kind::Dictionary: {
       PlistPtr dictionary(plist_new_dict());
       for (const auto& [key, element] : *value.asDictionary()) {
-        if (auto error = checkText(key, "dictionary key")) return *error;
-        Result<PlistPtr> item = toPlist(element, format, depth + 1);
+        if (auto error = checkPropertyListText(key, "dictionary key")) return *error;
+        Result<PlistPtr> item = toPlist(element, depth + 1);
         if (!item) return item.error();
         plist_dict_set_item(dictionary.get(), key.c_str(), std::move(item).value().release());
       }
@@ -383,17 +263,11 @@ Result<Value> fromPlist(plist_t node, int depth) {
 }  // namespace
 
 Result<std::string> encodePropertyList(const Value& value, PropertyListFormat format) {
-  Result<PlistPtr> root = toPlist(value, format, 0);
+  if (format == PropertyListFormat::Binary) return encodeBinaryPropertyList(value);
+  Result<PlistPtr> root = toPlist(value, 0);
   if (!root) return root.error();
-  char* buffer = nullptr;  // must be null on entry: plist_to_bin does nothing otherwise
+  char* buffer = nullptr;
   std::uint32_t length = 0;
-  if (format == PropertyListFormat::Binary) {
-    plist_to_bin(root.value().get(), &buffer, &length);
-    if (buffer == nullptr) return codingError("libplist could not write the binary property list.");
-    std::string out(buffer, length);
-    plist_to_bin_free(buffer);
-    return out;
-  }
   plist_to_xml(root.value().get(), &buffer, &length);
   if (buffer == nullptr) return codingError("libplist could not write the XML property list.");
   std::string out(buffer, length);
@@ -403,15 +277,13 @@ Result<std::string> encodePropertyList(const Value& value, PropertyListFormat fo
 
 Result<Value> decodePropertyList(std::string_view bytes) {
   if (bytes.empty()) return readingError("The data is empty, not a property list.");
+  // The binary form never reaches libplist, which aborts on some damaged binary input.
+  if (isBinaryPropertyList(bytes)) return decodeBinaryPropertyList(bytes);
   if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) {
     return readingError("The data is too large to be read as a property list.");
   }
-  if (plist_is_binary(bytes.data(), static_cast<std::uint32_t>(bytes.size()))) {
-    const std::string problem = checkBinaryStrings(bytes);
-    if (!problem.empty()) return readingError(problem);
-  }
   plist_t raw = nullptr;  // must be null on entry: the readers leave it alone on failure
-  plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &raw);
+  plist_from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &raw);
   PlistPtr root(raw);
   if (root == nullptr) return readingError("The data is not a valid binary or XML property list.");
   return fromPlist(root.get(), 0);

@@ -1,4 +1,5 @@
-// Property-list coding of Values, binary ("bplist00") and XML, through libplist 2.2.
+// Property-list coding of Values: binary ("bplist00") by the project's own codec
+// (binary_property_list.hpp), XML through libplist 2.2.
 //
 // Kinds are kept: Bool stays Bool, Real stays Real (3.0 decodes as Real 3), strings, data,
 // arrays, dictionaries and dates come back as themselves. Integers: both formats store signed

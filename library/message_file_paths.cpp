@@ -88,7 +88,7 @@ std::vector<MessageRecord> TDMailPlugin::loadFilePaths(PluginContext& context,
     }
     record.index = *foundItemIndex;
     ++*foundItemIndex;
-    delivered.push_back(record);
+    delivered.push_back(std::move(record));
   }
   return delivered;
 }

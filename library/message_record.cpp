@@ -7,8 +7,10 @@ namespace trovadex::plugin {
 
 using foundation::Value;
 
-Value MessageRecord::toValue() const {
-  Value::Dictionary record{{std::string(kMessageAttributesKey), Value(attributes)}};
+Value MessageRecord::toValue() const& { return MessageRecord(*this).toValue(); }
+
+Value MessageRecord::toValue() && {
+  Value::Dictionary record{{std::string(kMessageAttributesKey), Value(std::move(attributes))}};
   if (path) record.emplace(kMDItemPath, Value(*path));
   if (libraryID) record.emplace(kMessageLibraryIDKey, Value::integer(*libraryID));
   if (index) record.emplace(kMessageIndexKey, Value::unsignedInteger(*index));

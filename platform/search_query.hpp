@@ -40,7 +40,8 @@ class SearchQueryContext {
 
 class SearchQuery {
  public:
-  using FoundItemsHandler = std::function<void(const SearchableItems& items)>;
+  // The items are the handler's own: it may move from them.
+  using FoundItemsHandler = std::function<void(SearchableItems items)>;
   using CompletionHandler = std::function<void(const std::optional<foundation::Error>& error)>;
   // The argument should be an Array of item identifier strings; a handler must cope with any
   // Value.

@@ -49,7 +49,8 @@ struct MessageRecord {
   std::optional<std::uint64_t> index;     // "index"
 
   // The record as it travels in a ResultsBatch payload; absent fields are absent keys.
-  foundation::Value toValue() const;
+  foundation::Value toValue() const&;
+  foundation::Value toValue() &&;  // moves the attributes into the result
 };
 
 class TDMailPlugin : public std::enable_shared_from_this<TDMailPlugin> {

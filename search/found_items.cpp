@@ -38,14 +38,14 @@ Value optionalString(const std::optional<std::string>& text) {
 
 }  // namespace
 
-MessageRecord QueryStream::messageRecordForItem(const platform::SearchableItem& item,
+MessageRecord QueryStream::messageRecordForItem(platform::SearchableItem&& item,
                                                 std::optional<std::int64_t> libraryID,
                                                 const platform::FileManager& fileManager) {
   MessageRecord message;
-  message.attributes = item.attributeSet.attributes;
+  message.attributes = std::move(item.attributeSet.attributes);
   message.libraryID = libraryID;
   if (item.filePath) {
-    message.path = item.filePath;
+    message.path = std::move(item.filePath);
   } else if (const std::string* path = attributeNamed(message.attributes, kMDItemPath).asString()) {
     message.path = *path;
   }
@@ -61,15 +61,15 @@ MessageRecord QueryStream::messageRecordForItem(const platform::SearchableItem& 
   return message;
 }
 
-void QueryStream::foundItems(const platform::SearchableItems& items) {
+void QueryStream::foundItems(platform::SearchableItems items) {
   auto live = liveQuery();
   if (!live) return;
   PluginContext& context = live->plugin->context();
   log(*live, "TDMailPlugin found items %@", {items.size()});
 
-  std::vector<const platform::SearchableItem*> sorted;
+  std::vector<platform::SearchableItem*> sorted;
   sorted.reserve(items.size());
-  for (const auto& item : items) sorted.push_back(&item);
+  for (auto& item : items) sorted.push_back(&item);
   if (sortingAttribute_)
     sortFoundItems(sorted, sortKeysForAttribute(*sortingAttribute_), sortAscending_);
 
@@ -91,7 +91,7 @@ void QueryStream::foundItems(const platform::SearchableItems& items) {
 
   std::vector<MessageRecord> chunk;
   std::size_t threshold = kFirstChunkSize;
-  for (const platform::SearchableItem* item : sorted) {
+  for (platform::SearchableItem* item : sorted) {
     std::optional<std::int64_t> libraryID;
     const Value& externalID = attributeNamed(item->attributeSet.attributes, kExternalIDAttribute);
     if (!externalID.isNil()) libraryID = externalID.longLongValue();
@@ -103,7 +103,8 @@ void QueryStream::foundItems(const platform::SearchableItems& items) {
       case TDMailPlugin::Admission::Admitted:
         break;
     }
-    chunk.push_back(messageRecordForItem(*item, libraryID, *context.ports().fileManager));
+    chunk.push_back(
+        messageRecordForItem(std::move(*item), libraryID, *context.ports().fileManager));
     if (chunk.size() == threshold) {
       auto delivered = resolve(chunk);
       // An intermediate batch reports how many messages have been delivered so far.
@@ -129,7 +130,8 @@ void QueryStream::postResultsBatch(const Live& live, std::vector<MessageRecord> 
 
   Value::Array records;
   records.reserve(messages.size());
-  for (const MessageRecord& message : messages) records.push_back(message.toValue());
+  const std::size_t messageCount = messages.size();
+  for (MessageRecord& message : messages) records.push_back(std::move(message).toValue());
   const std::string type = protocol::pasteboardTypeName(protocol::PasteboardType::ResultsBatch);
   pasteboard->declareTypes({type}, &plugin);
   pasteboard->setPropertyList(
@@ -165,13 +167,13 @@ void QueryStream::postResultsBatch(const Live& live, std::vector<MessageRecord> 
     platform::Console& console = *plugin.context().ports().console;
     console.writeLine(foundation::formatString("%@: batchNumber %lu", {batchName, batchNumber}));
     console.writeLine(
-        foundation::formatString("%@: messages count %lu", {batchName, messages.size()}));
+        foundation::formatString("%@: messages count %lu", {batchName, messageCount}));
     console.writeLine(
         foundation::formatString("%@: foundItemCount %lu", {batchName, foundItemCount}));
   }
   const std::string name = messageName(Message::QueryHasUpdates);
   log(live, "TDMailPlugin post %@ / %@ - %@ - %@",
-      {Value(name), Value(batchName), batchNumber, messages.size()});
+      {Value(name), Value(batchName), batchNumber, messageCount});
   plugin.postDistributedNotificationName(name, Value(), Value(std::move(userInfo)), true);
 }
 

@@ -65,7 +65,7 @@ int compareAttributeValues(const Value& a, const Value& b) {
   return 0;
 }
 
-void sortFoundItems(std::vector<const platform::SearchableItem*>& items,
+void sortFoundItems(std::vector<platform::SearchableItem*>& items,
                     const std::vector<std::string>& keys, bool ascending) {
   auto attribute = [](const platform::SearchableItem* item,
                       const std::string& key) -> const Value& {

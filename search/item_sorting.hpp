@@ -22,7 +22,7 @@ std::vector<std::string> sortKeysForAttribute(const std::string& sortingAttribut
 int compareAttributeValues(const foundation::Value& a, const foundation::Value& b);
 
 // Stable sort of items by keys, every key in the same direction.
-void sortFoundItems(std::vector<const platform::SearchableItem*>& items,
+void sortFoundItems(std::vector<platform::SearchableItem*>& items,
                     const std::vector<std::string>& keys, bool ascending);
 
 }  // namespace trovadex::plugin

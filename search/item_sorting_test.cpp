@@ -18,10 +18,10 @@ SearchableItem item(const std::string& id, Value::Dictionary attributes) {
 
 Value day(int n) { return Value(Date::withTimeIntervalSinceReferenceDate(86400.0 * n)); }
 
-std::vector<std::string> sortedIds(const std::vector<SearchableItem>& items,
-                                   const std::string& attribute, bool ascending) {
-  std::vector<const SearchableItem*> pointers;
-  for (const auto& each : items) pointers.push_back(&each);
+std::vector<std::string> sortedIds(std::vector<SearchableItem> items, const std::string& attribute,
+                                   bool ascending) {
+  std::vector<SearchableItem*> pointers;
+  for (auto& each : items) pointers.push_back(&each);
   sortFoundItems(pointers, sortKeysForAttribute(attribute), ascending);
   std::vector<std::string> ids;
   for (const auto* each : pointers) ids.push_back(each->uniqueIdentifier);

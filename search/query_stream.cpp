@@ -40,7 +40,7 @@ QueryStream::QueryStream(const std::shared_ptr<TDMailPlugin>& plugin,
 void QueryStream::install(const std::shared_ptr<QueryStream>& stream,
                           platform::SearchQuery& query) {
   query.setFoundItemsHandler(
-      [stream](const platform::SearchableItems& items) { stream->foundItems(items); });
+      [stream](platform::SearchableItems items) { stream->foundItems(std::move(items)); });
   query.setCompletionHandler(
       [stream](const std::optional<foundation::Error>& error) { stream->completed(error); });
   if (query.respondsToSetRemovedItemsHandler()) {

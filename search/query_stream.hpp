@@ -41,7 +41,7 @@ class QueryStream {
   // installs the gather-ended handler. The query keeps the stream alive through its handlers.
   static void install(const std::shared_ptr<QueryStream>& stream, platform::SearchQuery& query);
 
-  void foundItems(const platform::SearchableItems& items);
+  void foundItems(platform::SearchableItems items);
   void removedItems(const foundation::Value& identifiers);
   void completed(const std::optional<foundation::Error>& error);
   void gatherEnded();
@@ -57,7 +57,7 @@ class QueryStream {
 
   // The message record of a found item, before its file is looked up: its attributes, library
   // ID, path (the item's own, else its kMDItemPath) and a display name.
-  static MessageRecord messageRecordForItem(const platform::SearchableItem& item,
+  static MessageRecord messageRecordForItem(platform::SearchableItem&& item,
                                             std::optional<std::int64_t> libraryID,
                                             const platform::FileManager& fileManager);
   void postResultsBatch(const Live& live, std::vector<MessageRecord> messages,

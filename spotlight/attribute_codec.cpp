@@ -232,4 +232,24 @@ Value::Dictionary decodeAttributes(std::string_view bytes,
   return reader.dictionary(0, &wanted);
 }
 
+bool visitEncodedAttributes(
+    std::string_view bytes,
+    const std::function<bool(std::string_view key, std::string_view encodedValue)>& visit) {
+  Reader reader(bytes);
+  const std::uint64_t count = reader.varint();
+  for (std::uint64_t i = 0; reader.ok() && i < count; ++i) {
+    const std::string_view key = reader.bytes();
+    const std::string_view encoded = reader.bytes();
+    if (!reader.ok()) break;
+    if (!visit(key, encoded)) return true;
+  }
+  return reader.ok();
+}
+
+Value decodeAttributeValue(std::string_view encodedValue) {
+  Reader reader(encodedValue);
+  Value decoded = reader.value(0);
+  return reader.ok() ? decoded : Value();
+}
+
 }  // namespace trovadex::spotlight

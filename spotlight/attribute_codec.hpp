@@ -24,4 +24,13 @@ foundation::Value::Dictionary decodeAttributes(std::string_view bytes);
 foundation::Value::Dictionary decodeAttributes(
     std::string_view bytes, const std::function<bool(std::string_view key)>& wanted);
 
+// Walks the entries without decoding them: visit gets each key and its encoded value, in key
+// order, until it returns false. Returns false when the bytes are damaged.
+bool visitEncodedAttributes(
+    std::string_view bytes,
+    const std::function<bool(std::string_view key, std::string_view encodedValue)>& visit);
+
+// One value as visitEncodedAttributes handed it out; nil when damaged.
+foundation::Value decodeAttributeValue(std::string_view encodedValue);
+
 }  // namespace trovadex::spotlight

@@ -27,6 +27,7 @@ EngineCore::EngineCore(std::string path, EngineOptions options, std::unique_ptr<
     : path_(std::move(path)),
       options_(std::move(options)),
       queryPool_(options_.queryThreads),
+      handlerPool_(std::max<std::size_t>(options_.handlerThreads, 1)),
       writerPool_(1),
       writerQueue_(SerialQueue::make(writerPool_)),
       writer_(std::move(writer)) {}
@@ -111,9 +112,11 @@ void EngineCore::shutdown() {
   }
   for (const std::shared_ptr<QueryCore>& query : running) query->cancel();
   running.clear();
-  // Index changes first (their completions may still reach queries), then the queries.
+  // Index changes first (their completions may still reach queries), then the queries, then
+  // the handler calls that the queries' last work queued.
   writerPool_.shutdown();
   queryPool_.shutdown();
+  handlerPool_.shutdown();
   writer_.reset();
   std::lock_guard<std::mutex> lock(readersMutex_);
   freeReaders_.clear();

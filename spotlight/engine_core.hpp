@@ -33,6 +33,7 @@ class EngineCore {
 
   const EngineOptions& options() const { return options_; }
   WorkerPool& queryPool() { return queryPool_; }
+  WorkerPool& handlerPool() { return handlerPool_; }
   bool stopped() const { return stopped_.load(); }
   // "Now" and the calendar settings for a query starting at this moment.
   QueryTime queryTime() const;
@@ -61,6 +62,7 @@ class EngineCore {
   const std::string path_;
   const EngineOptions options_;
   WorkerPool queryPool_;
+  WorkerPool handlerPool_;
   WorkerPool writerPool_;
   std::shared_ptr<SerialQueue> writerQueue_;
   std::atomic<bool> stopped_{false};

@@ -1,9 +1,11 @@
 // EngineOptions: how an Engine runs, chosen when it is opened.
 //
-// Deliveries of found items are bounded in count and in time: the first comes after at most
-// firstDeliveryCount items or firstDeliveryInterval, whichever comes first, so the first
-// results arrive early; later ones after at most deliveryCount items or deliveryInterval.
-// Plain values: safe to copy between threads.
+// Deliveries of found items: the first comes after at most firstDeliveryCount items or
+// firstDeliveryInterval, whichever comes first, so the first results arrive early. Later ones,
+// while the query's handler is idle, after deliveryCount items or deliveryInterval; while the
+// handler is busy, everything found meanwhile waits for it, up to deliveryCap items a delivery,
+// and the query's work pauses once deliveryBacklog items wait. Plain values: safe to copy
+// between threads.
 #pragma once
 
 #include <chrono>
@@ -18,6 +20,9 @@ namespace trovadex::spotlight {
 struct EngineOptions {
   // Threads that run queries and call their handlers; index changes have a thread of their own.
   std::size_t queryThreads = 2;
+  // Threads that call the queries' handlers, so that a query keeps gathering while its handler
+  // runs.
+  std::size_t handlerThreads = 2;
   // Where a query's "now" comes from ($time values are fixed when it starts); null: the system.
   std::shared_ptr<const foundation::Clock> clock;
   // The zone, locale and first weekday for $time periods; empty or 0: the host's defaults.
@@ -29,6 +34,8 @@ struct EngineOptions {
   std::chrono::milliseconds firstDeliveryInterval{10};
   std::size_t deliveryCount = 1000;
   std::chrono::milliseconds deliveryInterval{100};
+  std::size_t deliveryCap = 10000;
+  std::size_t deliveryBacklog = 20000;
 };
 
 }  // namespace trovadex::spotlight

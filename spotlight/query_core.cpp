@@ -1,7 +1,5 @@
 #include "spotlight/query_core.hpp"
 
-#include <chrono>
-
 #include "spotlight/evaluator.hpp"
 #include "spotlight/match_stream.hpp"
 #include "spotlight/query_parser.hpp"
@@ -9,8 +7,6 @@
 
 namespace trovadex::spotlight {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 foundation::Error queryError(std::int64_t code, std::string message) {
   return foundation::Error{std::string(platform::kSearchQueryErrorDomain), code,
@@ -24,32 +20,11 @@ std::string matchKey(const std::string& indexName, const std::string& identifier
   return key;
 }
 
-// Collects found items and says when a delivery is due: by count, or by time since the last.
-class DeliveryBatch {
- public:
-  explicit DeliveryBatch(const EngineOptions& options) : options_(options), last_(Clock::now()) {}
-
-  void add(platform::SearchableItem item) { items_.push_back(std::move(item)); }
-  bool empty() const { return items_.empty(); }
-  bool due() const {
-    if (items_.empty()) return false;
-    const bool first = deliveries_ == 0;
-    const std::size_t count = first ? options_.firstDeliveryCount : options_.deliveryCount;
-    const auto interval = first ? options_.firstDeliveryInterval : options_.deliveryInterval;
-    return items_.size() >= count || Clock::now() - last_ >= interval;
-  }
-  platform::SearchableItems take() {
-    ++deliveries_;
-    last_ = Clock::now();
-    return std::exchange(items_, {});
-  }
-
- private:
-  const EngineOptions& options_;
-  platform::SearchableItems items_;
-  std::size_t deliveries_ = 0;
-  Clock::time_point last_;
-};
+DeliveryLimits limitsOf(const EngineOptions& options) {
+  return DeliveryLimits{options.firstDeliveryCount, options.firstDeliveryInterval,
+                        options.deliveryCount,      options.deliveryInterval,
+                        options.deliveryCap,        options.deliveryBacklog};
+}
 
 }  // namespace
 
@@ -59,7 +34,9 @@ QueryCore::QueryCore(std::shared_ptr<EngineCore> engine, std::string queryString
       queryString_(std::move(queryString)),
       fetchNames_(std::move(fetchAttributes)),
       fetch_(fetchNames_),
-      queue_(SerialQueue::make(engine_->queryPool())) {}
+      queue_(SerialQueue::make(engine_->queryPool())),
+      handlerQueue_(SerialQueue::make(engine_->handlerPool())),
+      outbox_(limitsOf(engine_->options())) {}
 
 // The setters swap under the lock and let the old handler go after it: destroying a handler
 // may release the last reference to a query, whose destructor takes this lock.
@@ -118,8 +95,9 @@ void QueryCore::cancel() {
     cancelled_ = true;
     if (completed_) return;
   }
+  outbox_.wake();
   queue_->post([self] {
-    self->complete(queryError(platform::kSearchQueryErrorCancelled, "The query was cancelled."));
+    self->finish(queryError(platform::kSearchQueryErrorCancelled, "The query was cancelled."));
   });
 }
 
@@ -139,12 +117,27 @@ void QueryCore::indexChanged(std::shared_ptr<const std::vector<IndexChange>> cha
   queue_->post([self, changes] { self->applyChanges(*changes); });
 }
 
+void QueryCore::finish(std::optional<foundation::Error> error) {
+  startHandlers(outbox_.addEnd(DeliveryOutbox::Kind::Completion, std::move(error)));
+}
+
+void QueryCore::startHandlers(bool needed) {
+  if (!needed) return;
+  std::shared_ptr<QueryCore> self = shared_from_this();
+  handlerQueue_->post([self] { self->runHandlers(); });
+}
+
+bool QueryCore::keepGathering() {
+  startHandlers(outbox_.closeIfDue());
+  outbox_.waitForRoom([this] { return cancelled_.load(); });
+  return !cancelled_;
+}
+
 void QueryCore::gather() {
   if (cancelled_) return;
   ParseResult parsed = parseQuery(queryString_);
   if (!parsed.ok()) {
-    complete(
-        queryError(platform::kSearchQueryErrorInvalidQuery, describeParseError(parsed.error())));
+    finish(queryError(platform::kSearchQueryErrorInvalidQuery, describeParseError(parsed.error())));
     return;
   }
   compiled_ = compileQuery(parsed.tree(), engine_->queryTime());
@@ -154,95 +147,102 @@ void QueryCore::gather() {
 
   auto reader = engine_->acquireReader();
   if (!reader) {
-    complete(queryError(-2001, "The index is unreachable: " + reader.error().localizedDescription));
+    finish(queryError(-2001, "The index is unreachable: " + reader.error().localizedDescription));
     return;
   }
   std::unique_ptr<IndexReader> connection = std::move(reader.value());
   if (foundation::Status begun = connection->begin(); !begun) {
-    complete(queryError(-2001, "The index is unreachable: " + begun.error().localizedDescription));
+    finish(queryError(-2001, "The index is unreachable: " + begun.error().localizedDescription));
     return;
   }
   const PlanNode plan = planQuery(*compiled_, connection->codes());
-  DeliveryBatch batch(engine_->options());
-  bool stopped = false;
-  auto flushIfDue = [&] {
-    if (batch.due() && !deliverFound(batch.take())) stopped = true;
-    return !stopped && !cancelled_;
-  };
-  StreamWindows windows;
-  windows.extraKeys = fetch_.storedKeys();
   foundation::Status streamed = streamMatches(
       *connection, *compiled_, plan,
-      [&](const StoredItem& item, const foundation::Value::Dictionary& decoded) {
+      [&](const StoredItem& item, const foundation::Value::Dictionary&) {
         if (!matched_.insert(matchKey(item.indexName, item.identifier)).second) return true;
-        batch.add(fetch_.deliver(item, decoded));
-        return flushIfDue();
+        startHandlers(outbox_.addFound(fetch_.deliver(item)));
+        return keepGathering();
       },
-      flushIfDue, windows);
+      [&] { return keepGathering(); });
   connection->end();
   engine_->releaseReader(std::move(connection));
-  if (stopped || cancelled_) return;
+  if (cancelled_) return;
   if (!streamed) {
-    complete(queryError(-2000, "The search failed: " + streamed.error().localizedDescription));
+    finish(queryError(-2000, "The search failed: " + streamed.error().localizedDescription));
     return;
   }
-  if (!batch.empty() && !deliverFound(batch.take())) return;
   if (live) {
-    deliverGatherEnded();
+    startHandlers(outbox_.addEnd(DeliveryOutbox::Kind::GatherEnded));
   } else {
-    complete(std::nullopt);
+    finish(std::nullopt);
   }
 }
 
 void QueryCore::applyChanges(const std::vector<IndexChange>& changes) {
   if (cancelled_ || !compiled_) return;
-  // Runs of additions and of removals are delivered in the order the changes happened, so an
-  // item removed and added again in one batch ends up present.
-  platform::SearchableItems found;
-  std::vector<std::string> removed;
-  const std::size_t limit = std::max<std::size_t>(engine_->options().deliveryCount, 1);
-  auto flushFound = [&] { return found.empty() || deliverFound(std::exchange(found, {})); };
-  auto flushRemoved = [&] { return removed.empty() || deliverRemoved(std::exchange(removed, {})); };
+  // Additions and removals reach the handlers in the order the changes happened, so an item
+  // removed and added again in one batch ends up present.
   for (const IndexChange& change : changes) {
     const std::string key = matchKey(change.indexName, change.identifier);
     const bool matches =
         change.item && matchesQuery(*compiled_, change.item->attributeSet.attributes);
     const bool matched = matched_.contains(key);
     if (matches && !matched) {
-      if (!flushRemoved()) return;
       matched_.insert(key);
-      found.push_back(fetch_.deliver(*change.item));
-      if (found.size() >= limit && !flushFound()) return;
+      startHandlers(outbox_.addFound(fetch_.deliver(*change.item)));
     } else if (!matches && matched) {
-      if (!flushFound()) return;
       matched_.erase(key);
-      removed.push_back(change.identifier);
-      if (removed.size() >= limit && !flushRemoved()) return;
+      startHandlers(outbox_.addRemoved(change.identifier));
+    } else {
+      continue;
     }
+    outbox_.waitForRoom([this] { return cancelled_.load(); });
+    if (cancelled_) return;
   }
-  if (flushFound()) flushRemoved();
+  startHandlers(outbox_.flush());
 }
 
-bool QueryCore::deliverFound(platform::SearchableItems items) {
+void QueryCore::runHandlers() {
+  std::optional<DeliveryOutbox::Event> event = outbox_.take();
+  if (!event) return;
+  switch (event->kind) {
+    case DeliveryOutbox::Kind::Found:
+      deliverFound(std::move(event->items));
+      break;
+    case DeliveryOutbox::Kind::Removed:
+      deliverRemoved(std::move(event->identifiers));
+      break;
+    case DeliveryOutbox::Kind::GatherEnded:
+      deliverGatherEnded();
+      break;
+    case DeliveryOutbox::Kind::Completion:
+      complete(std::move(event->error));
+      break;
+  }
+  // One event per run, so that other queries' handlers get their turn on the handler threads.
+  std::shared_ptr<QueryCore> self = shared_from_this();
+  handlerQueue_->post([self] { self->runHandlers(); });
+}
+
+void QueryCore::deliverFound(platform::SearchableItems items) {
   platform::SearchQuery::FoundItemsHandler handler;
   std::shared_ptr<platform::SearchQuery> keepAlive;
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (cancelled_) return false;
+    if (cancelled_) return;
     handler = found_;
     keepAlive = owner_.lock();
     foundCount_ += items.size();
   }
-  if (handler) handler(items);
-  return !cancelled_;
+  if (handler) handler(std::move(items));
 }
 
-bool QueryCore::deliverRemoved(std::vector<std::string> identifiers) {
+void QueryCore::deliverRemoved(std::vector<std::string> identifiers) {
   platform::SearchQuery::RemovedItemsHandler handler;
   std::shared_ptr<platform::SearchQuery> keepAlive;
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (cancelled_) return false;
+    if (cancelled_) return;
     handler = removed_;
     keepAlive = owner_.lock();
   }
@@ -252,7 +252,6 @@ bool QueryCore::deliverRemoved(std::vector<std::string> identifiers) {
     for (std::string& identifier : identifiers) array.emplace_back(std::move(identifier));
     handler(foundation::Value(std::move(array)));
   }
-  return !cancelled_;
 }
 
 void QueryCore::deliverGatherEnded() {

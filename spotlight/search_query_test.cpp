@@ -185,6 +185,7 @@ TEST_F(SearchQueryTest, DeliversMatchesInBoundedBatchesThenCompletes) {
   EngineOptions options;
   options.firstDeliveryCount = 5;
   options.deliveryCount = 40;
+  options.deliveryCap = 40;
   open(options);
   platform::SearchableItems items;
   for (int i = 0; i < 300; ++i) {
@@ -213,6 +214,57 @@ TEST_F(SearchQueryTest, DeliversMatchesInBoundedBatchesThenCompletes) {
   EXPECT_FALSE(events.back().error.has_value());
   EXPECT_EQ(q->foundItemCount(), 100u);
   EXPECT_FALSE(recorder.overlapped());
+}
+
+// While a slow handler runs, the gather goes on and the next delivery holds what was found
+// meanwhile; no delivery but the last is a handful of items, and none passes the cap.
+TEST_F(SearchQueryTest, DeliveriesGrowWhileASlowHandlerRuns) {
+  EngineOptions options;
+  options.firstDeliveryCount = 10;
+  options.firstDeliveryInterval = std::chrono::hours(1);
+  options.deliveryCount = 200;
+  options.deliveryInterval = std::chrono::hours(1);
+  options.deliveryCap = 1500;
+  open(options);
+  platform::SearchableItems items;
+  for (int i = 0; i < 4000; ++i) {
+    items.push_back(mail("m" + std::to_string(i), {{"kMDItemSubject", "Weekly report"}}));
+  }
+  add(items);
+  auto q = query(R"(kMDItemContentType == "public.email-message")",
+                 std::vector<std::string>{"kMDItemSubject"});
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::vector<std::size_t> sizes;
+  bool completed = false;
+  q->setFoundItemsHandler([&](const platform::SearchableItems& found) {
+    bool first = false;
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      sizes.push_back(found.size());
+      first = sizes.size() == 1;
+    }
+    if (first) std::this_thread::sleep_for(100ms);  // a handler that takes its time
+  });
+  q->setCompletionHandler([&](const std::optional<foundation::Error>& error) {
+    EXPECT_FALSE(error.has_value());
+    std::lock_guard<std::mutex> lock(mutex);
+    completed = true;
+    changed.notify_all();
+  });
+  q->start();
+  std::unique_lock<std::mutex> lock(mutex);
+  ASSERT_TRUE(changed.wait_for(lock, kDeadline, [&] { return completed; }));
+  ASSERT_GE(sizes.size(), 3u);
+  EXPECT_EQ(sizes.front(), 10u);  // the first delivery comes early
+  EXPECT_GT(sizes[1], 200u);      // what the gather found while the first handler ran
+  std::size_t total = 0;
+  for (std::size_t i = 0; i < sizes.size(); ++i) {
+    total += sizes[i];
+    EXPECT_LE(sizes[i], 1500u);
+    if (i > 0 && i + 1 < sizes.size()) EXPECT_GE(sizes[i], 200u) << "delivery " << i;
+  }
+  EXPECT_EQ(total, 4000u);
 }
 
 TEST_F(SearchQueryTest, ReportsAMalformedQueryThroughTheCompletionOnly) {
