@@ -53,8 +53,12 @@ platform::SearchableItem FetchList::deliver(const StoredItem& stored) const {
   item.filePath = stored.filePath;
 
   // The best stored entry for every delivered name, chosen in one walk over the stored keys.
-  std::vector<std::size_t> ranks(names_.size(), kUnchosen);
-  std::vector<std::string_view> chosen(names_.size());
+  // The scratch vectors stay with the thread: an allocation of their size for every item would
+  // cost more than the walk itself.
+  thread_local std::vector<std::size_t> ranks;
+  thread_local std::vector<std::string_view> chosen;
+  ranks.assign(names_.size(), kUnchosen);
+  chosen.assign(names_.size(), std::string_view());
   std::string_view encodedPath;
   visitEncodedAttributes(stored.encodedAttributes,
                          [&](std::string_view key, std::string_view encoded) {

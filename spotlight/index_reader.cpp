@@ -189,24 +189,31 @@ std::int64_t IndexReader::maxItemId() {
   return id;
 }
 
-std::optional<StoredItem> IndexReader::item(std::int64_t id) {
+bool IndexReader::item(std::int64_t id, StoredItem& out) {
   Statement& s = statement(item_,
                            "SELECT id, index_name, identifier, domain, file_path, attributes "
                            "FROM items WHERE id=?1");
   s.bind(1, id);
-  std::optional<StoredItem> out;
-  if (s.step()) {
-    out = StoredItem{
-        s.columnInt(0),
-        std::string(s.columnText(1)),
-        std::string(s.columnText(2)),
-        std::string(s.columnText(3)),
-        s.columnIsNull(4) ? std::nullopt : std::optional<std::string>(std::string(s.columnText(4))),
-        std::string(s.columnBlob(5))};
+  const bool found = s.step();
+  if (found) {
+    // assign() keeps the buffers of the previous item, so a walk over many items does not
+    // allocate for each one.
+    out.id = s.columnInt(0);
+    out.indexName.assign(s.columnText(1));
+    out.identifier.assign(s.columnText(2));
+    out.domain.assign(s.columnText(3));
+    if (s.columnIsNull(4)) {
+      out.filePath.reset();
+    } else if (out.filePath) {
+      out.filePath->assign(s.columnText(4));
+    } else {
+      out.filePath.emplace(s.columnText(4));
+    }
+    out.encodedAttributes.assign(s.columnBlob(5));
   }
   if (s.failed()) failed_ = true;
   s.reset();
-  return out;
+  return found;
 }
 
 std::vector<StoredItem> IndexReader::itemsAfter(std::int64_t afterId, std::size_t limit) {

@@ -75,7 +75,8 @@ class IndexReader {
   // The highest item id, 0 when the index is empty.
   std::int64_t maxItemId();
 
-  std::optional<StoredItem> item(std::int64_t id);
+  // Reads the item into out, reusing out's buffers; false when there is no such item.
+  bool item(std::int64_t id, StoredItem& out);
   // Up to limit items with ids above afterId, in id order.
   std::vector<StoredItem> itemsAfter(std::int64_t afterId, std::size_t limit);
   // True once any statement has failed since begin().

@@ -63,13 +63,14 @@ foundation::Status streamMatches(IndexReader& reader, const Predicate& query, co
   auto carryOn = [&] { return !tick || ++examined % kMatchStreamTickInterval != 0 || tick(); };
   PlanRunner runner(plan, reader);
   // Confirms candidates; false when the stream should end (stopped, or failed).
+  StoredItem item;  // one buffer for every candidate
   auto confirm = [&](const ItemIds& candidates) {
     for (std::int64_t id : candidates) {
       if (!carryOn()) return false;
-      std::optional<StoredItem> item = reader.item(id);
+      const bool found = reader.item(id, item);
       if (reader.failed()) return false;
-      if (!item) continue;
-      if (auto decoded = confirmer.matches(*item); decoded && !visit(*item, *decoded)) {
+      if (!found) continue;
+      if (auto decoded = confirmer.matches(item); decoded && !visit(item, *decoded)) {
         return false;
       }
     }
