@@ -308,6 +308,8 @@ std::optional<std::int64_t> priorityFromHeader(const char* value) {
 }  // namespace
 
 foundation::Result<ParsedMessage> parseMessage(std::string_view bytes, ParseOptions options) {
+  // Blanks before the first field name (a damaged first line) do not hide the message.
+  bytes.remove_prefix(std::min(bytes.find_first_not_of(" \t"), bytes.size()));
   if (!startsWithHeaderField(bytes)) {
     return storeError(StoreErrorCode::Unparseable, "the data does not start with a header field");
   }

@@ -4,9 +4,9 @@
 // names, legacy charsets; undeclared 8-bit bytes as UTF-8, else in the charset the message's text
 // declares when they are valid in it, else as ISO 8859-1); display names have single spaces;
 // Message-IDs come without their angle brackets. A message counts as parseable when it starts
-// with a header field and GMime can build it; anything else is refused with an Unparseable error,
-// so that an importer can report it by name rather than store noise. Plain functions: safe from
-// any thread (each call parses its own copy).
+// with a header field (blanks before its name aside) and GMime can build it; anything else is
+// refused with an Unparseable error, so that an importer can report it by name rather than store
+// noise. Plain functions: safe from any thread (each call parses its own copy).
 #pragma once
 
 #include <cstdint>
