@@ -250,11 +250,14 @@ void addStoreProperties(AttributeWriter& out, const EmlxFile& file, const Parsed
   // The store records no flag colours of its own, so a flagged message shows the default flag.
   if (hasFlag(flags, kFlagFlagged)) out.set("com_apple_mail_flagColor", Value::integer(0));
 
-  // Received date: the property list's, else the Date field's.
+  // Received date: the property list's, else the Date field's, else the newest trace field's.
   const Value& received = properties[kEmlxDateReceivedKey];
   std::optional<double> receivedTime;
   if (received.isNumber()) receivedTime = received.doubleValue();
-  if (!receivedTime && message.dateSent) receivedTime = static_cast<double>(*message.dateSent);
+  if (const auto fromHeader = message.dateSent ? message.dateSent : message.dateLastReceived;
+      !receivedTime && fromHeader) {
+    receivedTime = static_cast<double>(*fromHeader);
+  }
   if (receivedTime) {
     out.set("com_apple_mail_dateReceived", dateValue(*receivedTime));
     out.set("kMDItemMailDateReceived", dateValue(*receivedTime));

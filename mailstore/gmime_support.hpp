@@ -34,7 +34,8 @@ inline std::string takeGString(char* text) {
 }
 
 // Calls visit for every leaf of the MIME tree under top (a message's top part) with the leaf's
-// part number as IMAP numbers it ("1", "2.1"); attached messages are leaves, never entered.
+// part number as IMAP numbers it ("1", "2.1"). An attached message (message/rfc822) is a leaf, and
+// then the leaves of its own body are visited below its number ("2.1", "2.2"), at any depth.
 void forEachMimeLeaf(
     GMimeObject* top,
     const std::function<void(GMimeObject* leaf, const std::string& number)>& visit);

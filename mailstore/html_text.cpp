@@ -1,133 +1,128 @@
 #include "mailstore/html_text.hpp"
 
-#include <glib.h>
+#include <libxml/HTMLparser.h>
+#include <libxml/parser.h>
 
+#include <algorithm>
 #include <array>
-#include <cctype>
-#include <charconv>
-#include <string>
+#include <climits>
+#include <cstring>
+#include <mutex>
 
 namespace trovadex::mailstore {
 namespace {
 
-struct NamedReference {
-  std::string_view name;
-  std::string_view text;
-};
+// Elements after which the text continues on a new line.
+constexpr std::array<std::string_view, 34> kBlockElements{
+    "address", "article", "aside",    "blockquote", "body",   "br",   "center", "dd",   "div",
+    "dl",      "dt",      "fieldset", "figure",     "footer", "form", "h1",     "h2",   "h3",
+    "h4",      "h5",      "h6",       "header",     "hr",     "html", "li",     "main", "nav",
+    "ol",      "p",       "pre",      "section",    "table",  "tr",   "ul"};
 
-constexpr std::array<NamedReference, 12> kNamedReferences{{
-    {"amp", "&"},
-    {"lt", "<"},
-    {"gt", ">"},
-    {"quot", "\""},
-    {"apos", "'"},
-    {"nbsp", " "},
-    {"shy", ""},
-    {"ndash", "\u2013"},
-    {"mdash", "\u2014"},
-    {"hellip", "\u2026"},
-    {"euro", "\u20AC"},
-    {"copy", "\u00A9"},
-}};
+// Elements that sit inside a line of text: a word split by them stays one word.
+constexpr std::array<std::string_view, 30> kInlineElements{
+    "a",    "abbr",  "acronym", "b",      "bdi",    "bdo", "big",  "cite", "code", "del",
+    "dfn",  "em",    "font",    "i",      "ins",    "kbd", "mark", "nobr", "q",    "s",
+    "samp", "small", "span",    "strike", "strong", "sub", "sup",  "tt",   "u",    "var"};
 
-// Tags after which the text continues on a new line.
-constexpr std::array<std::string_view, 12> kBlockTags{
-    "br", "p", "div", "tr", "li", "h1", "h2", "h3", "h4", "table", "blockquote", "hr"};
+enum class Break { None, Word, Line };
 
-std::string lowerName(std::string_view tag) {
-  std::size_t at = tag.front() == '/' ? 1 : 0;
-  std::string name;
-  while (at < tag.size() && std::isalnum(static_cast<unsigned char>(tag[at]))) {
-    name += static_cast<char>(std::tolower(static_cast<unsigned char>(tag[at++])));
+Break breakFor(const xmlChar* element) {
+  const std::string_view name(reinterpret_cast<const char*>(element));
+  if (std::find(kBlockElements.begin(), kBlockElements.end(), name) != kBlockElements.end()) {
+    return Break::Line;
   }
-  return name;
+  if (std::find(kInlineElements.begin(), kInlineElements.end(), name) != kInlineElements.end()) {
+    return Break::None;
+  }
+  return Break::Word;
 }
 
-void appendCodePoint(std::string& out, unsigned long codePoint) {
-  if (codePoint == 0 || codePoint > 0x10FFFF || (codePoint >= 0xD800 && codePoint <= 0xDFFF)) {
-    codePoint = 0xFFFD;
-  }
-  char buffer[6];
-  const int length = g_unichar_to_utf8(static_cast<gunichar>(codePoint), buffer);
-  out.append(buffer, static_cast<std::size_t>(length));
-}
+struct TextCollector {
+  std::string text;
 
-// Decodes the reference at html[at] == '&'; returns the number of bytes consumed (0: not one).
-std::size_t decodeReference(std::string_view html, std::size_t at, std::string& out) {
-  const std::size_t end = html.find(';', at);
-  if (end == std::string_view::npos || end - at > 10) return 0;
-  const std::string_view body = html.substr(at + 1, end - at - 1);
-  if (body.size() > 1 && body.front() == '#') {
-    const bool hex = body[1] == 'x' || body[1] == 'X';
-    const std::string_view digits = body.substr(hex ? 2 : 1);
-    unsigned long codePoint = 0;
-    const auto [ptr, error] =
-        std::from_chars(digits.data(), digits.data() + digits.size(), codePoint, hex ? 16 : 10);
-    if (error != std::errc() || ptr != digits.data() + digits.size()) return 0;
-    appendCodePoint(out, codePoint);
-    return end - at + 1;
+  void addBreak(Break kind) {
+    if (kind == Break::None || text.empty()) return;
+    if (text.back() == ' ') {
+      if (kind == Break::Line) text.back() = '\n';
+      return;
+    }
+    if (text.back() != '\n') text += kind == Break::Line ? '\n' : ' ';
   }
-  for (const auto& reference : kNamedReferences) {
-    if (reference.name == body) {
-      out += reference.text;
-      return end - at + 1;
+
+  void addText(const xmlChar* characters, int length) {
+    const char* at = reinterpret_cast<const char*>(characters);
+    for (const char* end = at + length; at < end; ++at) {
+      const char c = *at;
+      // U+00A0 (no-break space) separates words like a space; U+00AD (soft hyphen) is invisible.
+      const bool twoByte = c == '\xC2' && at + 1 < end;
+      if (twoByte && at[1] == '\xAD') {
+        ++at;
+        continue;
+      }
+      const bool noBreakSpace = twoByte && at[1] == '\xA0';
+      if (noBreakSpace) ++at;
+      if (noBreakSpace || c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f') {
+        if (!text.empty() && text.back() != ' ' && text.back() != '\n') text += ' ';
+      } else {
+        text += c;
+      }
     }
   }
-  return 0;
+};
+
+TextCollector& collectorOf(void* context) {
+  auto* parser = static_cast<htmlParserCtxtPtr>(context);
+  return *static_cast<TextCollector*>(parser->_private);
+}
+
+// The handler: text and element boundaries only. Script and style contents reach libxml2's
+// cdataBlock callback, which drops them; comments reach no callback at all.
+htmlSAXHandler textHandler() {
+  htmlSAXHandler handler;
+  std::memset(&handler, 0, sizeof handler);
+  handler.startElement = [](void* context, const xmlChar* name, const xmlChar**) {
+    collectorOf(context).addBreak(breakFor(name));
+  };
+  handler.endElement = [](void* context, const xmlChar* name) {
+    collectorOf(context).addBreak(breakFor(name));
+  };
+  handler.characters = [](void* context, const xmlChar* characters, int length) {
+    collectorOf(context).addText(characters, length);
+  };
+  handler.ignorableWhitespace = handler.characters;
+  handler.cdataBlock = [](void*, const xmlChar*, int) {};
+  return handler;
+}
+
+void ensureLibxmlInitialized() {
+  static std::once_flag once;
+  std::call_once(once, [] { xmlInitParser(); });
 }
 
 }  // namespace
 
 std::string htmlToText(std::string_view html) {
-  std::string out;
-  out.reserve(html.size() / 2);
-  std::size_t at = 0;
-  while (at < html.size()) {
-    const char c = html[at];
-    if (c == '<') {
-      if (html.substr(at, 4) == "<!--") {
-        const std::size_t end = html.find("-->", at + 4);
-        at = end == std::string_view::npos ? html.size() : end + 3;
-        continue;
-      }
-      const std::size_t end = html.find('>', at);
-      if (end == std::string_view::npos) break;
-      const std::string name = lowerName(html.substr(at + 1, end - at - 1));
-      at = end + 1;
-      if (name == "script" || name == "style") {
-        const std::string closing = "</" + name;
-        std::size_t close = at;
-        for (; close < html.size(); ++close) {
-          if (html[close] == '<' &&
-              g_ascii_strncasecmp(html.data() + close, closing.c_str(), closing.size()) == 0) {
-            break;
-          }
-        }
-        const std::size_t closeEnd = html.find('>', close);
-        at = closeEnd == std::string_view::npos ? html.size() : closeEnd + 1;
-        if (!out.empty() && out.back() != '\n' && out.back() != ' ') out += ' ';
-        continue;
-      }
-      bool block = false;
-      for (const auto tag : kBlockTags) block = block || tag == name;
-      if (!out.empty() && out.back() != '\n' && out.back() != ' ') out += block ? '\n' : ' ';
-      continue;
-    }
-    if (c == '&') {
-      if (const std::size_t used = decodeReference(html, at, out); used > 0) {
-        at += used;
-        continue;
-      }
-    }
-    if (c == '\r' || c == '\n' || c == '\t' || c == ' ') {
-      if (!out.empty() && out.back() != ' ' && out.back() != '\n') out += ' ';
-    } else {
-      out += c;
-    }
-    ++at;
-  }
-  while (!out.empty() && (out.back() == ' ' || out.back() == '\n')) out.pop_back();
-  return out;
+  if (html.empty()) return {};
+  ensureLibxmlInitialized();
+  TextCollector collector;
+  // libxml2 takes an int size; what lies beyond that is not read.
+  const int size = static_cast<int>(std::min<std::size_t>(html.size(), INT_MAX));
+  htmlParserCtxtPtr parser = htmlNewParserCtxt();
+  if (!parser) return {};
+  *parser->sax = textHandler();
+  parser->_private = &collector;
+  xmlDocPtr document =
+      htmlCtxtReadMemory(parser, html.data(), size, nullptr, "UTF-8",
+                         HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING |
+                             HTML_PARSE_NONET | HTML_PARSE_IGNORE_ENC);
+  if (document) xmlFreeDoc(document);
+  if (parser->myDoc) xmlFreeDoc(parser->myDoc);
+  htmlFreeParserCtxt(parser);
+
+  std::string& text = collector.text;
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\n')) text.pop_back();
+  return std::move(text);
 }
 
 }  // namespace trovadex::mailstore

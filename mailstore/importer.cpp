@@ -136,13 +136,19 @@ class Importer {
           importFolder(child);
         }
       } else {
-        importFile(child, mailbox);
+        importFile(child, mailbox, WalkedFile{folder});
       }
     }
   }
 
+  // A file met while walking a folder, rather than named by the user.
+  struct WalkedFile {
+    std::filesystem::path folder;
+  };
+
   void importFile(const std::filesystem::path& path,
-                  const std::optional<std::string>& mailbox = std::nullopt) {
+                  const std::optional<std::string>& mailbox = std::nullopt,
+                  std::optional<WalkedFile> walked = std::nullopt) {
     if (hasExtension(path, ".emlx")) {
       importEmlx(path, mailbox.value_or(target(std::string(kDefaultMailbox))));
       return;
@@ -153,7 +159,12 @@ class Importer {
       return;
     }
     if (looksLikeMbox(bytes.value())) {
-      importMbox(path, mailbox.value_or(target(mailboxNameOfFile(path))));
+      // A walked folder's file that holds one message is one message of the folder, like a loose
+      // .eml file: exports that write one "From "-headed file per message make one mailbox, not
+      // one per file.
+      const std::string loose = mailbox.value_or(target(std::string(kDefaultMailbox)));
+      importMbox(path, mailbox.value_or(target(mailboxNameOfFile(path))),
+                 walked ? std::optional<std::string>(loose) : std::nullopt);
       return;
     }
     add(mailbox.value_or(target(std::string(kDefaultMailbox))),
@@ -176,25 +187,42 @@ class Importer {
     add(mailbox, std::move(message), path.string());
   }
 
-  void importMbox(const std::filesystem::path& path, const std::string& mailbox) {
+  // The messages of an mbox file into mailbox; when it holds a single message and singleMailbox is
+  // given, that message goes there instead.
+  void importMbox(const std::filesystem::path& path, const std::string& mailbox,
+                  const std::optional<std::string>& singleMailbox = std::nullopt) {
     auto reader = MboxReader::open(path);
     if (!reader) {
       problem(path.string(), reader.error());
       return;
     }
+    std::optional<MboxMessage> first;
     for (;;) {
       auto next = reader.value().next();
       if (!next) {
         problem(path.string(), next.error());
-        return;
+        break;
       }
-      if (!next.value() || fatal_) return;
-      MboxMessage& found = *next.value();
-      NewMessage message{.flags = mboxStatusFlags(found.bytes),
-                         .dateReceived = mboxFromLineTime(found.fromLine)};
-      message.bytes = std::move(found.bytes);
-      add(mailbox, std::move(message), path.string() + " message " + std::to_string(found.number));
+      if (!next.value() || fatal_) break;
+      if (singleMailbox && !first && next.value()->number == 1) {
+        first = std::move(*next.value());  // held until the file shows whether more follow
+        continue;
+      }
+      if (first) {
+        addMboxMessage(mailbox, path, std::move(*first));
+        first.reset();
+      }
+      addMboxMessage(mailbox, path, std::move(*next.value()));
     }
+    if (first && !fatal_) addMboxMessage(*singleMailbox, path, std::move(*first));
+  }
+
+  void addMboxMessage(const std::string& mailbox, const std::filesystem::path& path,
+                      MboxMessage found) {
+    NewMessage message{.flags = mboxStatusFlags(found.bytes),
+                       .dateReceived = mboxFromLineTime(found.fromLine)};
+    message.bytes = std::move(found.bytes);
+    add(mailbox, std::move(message), path.string() + " message " + std::to_string(found.number));
   }
 
   void importMaildir(const std::filesystem::path& folder, const std::string& mailbox) {

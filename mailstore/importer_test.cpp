@@ -166,6 +166,42 @@ TEST_F(ImporterTest, ImportsEmlAndEmlxFilesKeepingTheStoreProperties) {
   EXPECT_EQ(fromEml["com_apple_mail_attachmentKinds"].at(0), Value("PDF document"));
 }
 
+TEST_F(ImporterTest, AMessageWithoutAUsableDateIsReceivedWhenItsNewestTraceFieldSays) {
+  writeFile(
+      folder_.path() / "old.eml",
+      "Received: from relay by mx; Tue, 4 Jun 2002 12:00:00 +0200\n"
+      "Received: from sender by relay; Tue, 4 Jun 2002 11:00:00 +0200\n"
+      "From: spam@example.com\nDate: Tue, 04 Jun 0102 10:00:00 +0000\nSubject: Old spam\n\nx\n");
+  EXPECT_EQ(import({folder_.path() / "old.eml"}).added, 1u);
+  const Value item = itemsBySubject()["Old spam"]["attributes"];
+  EXPECT_EQ(item["kMDItemMailDateReceived"], Value(foundation::Date::withUnixTime(1023184800)));
+  EXPECT_FALSE(item["kMDItemContentCreationDate"]);
+}
+
+TEST_F(ImporterTest, AFolderOfSingleMessageFromLineFilesIsOneMailbox) {
+  for (int index = 1; index <= 3; ++index) {
+    const std::string number = std::to_string(index);
+    writeFile(folder_.path() / "export" / ("msg" + number),
+              "From sender@example.org Tue Nov 14 22:13:20 2023\n" +
+                  testing::simpleMessage("single" + number + "@x", "Single " + number));
+  }
+  writeFile(folder_.path() / "export/two.mbox", kMbox);
+  const auto counts = import({folder_.path() / "export"});
+  EXPECT_EQ(counts.added, 5u);
+  auto items = itemsBySubject();
+  for (const char* subject : {"Single 1", "Single 2", "Single 3"}) {
+    EXPECT_EQ(items[subject]["mailbox"], Value("local://Mailboxes/INBOX")) << subject;
+    EXPECT_EQ(items[subject]["attributes"]["com_apple_mail_dateReceived"],
+              Value(foundation::Date::withUnixTime(1700000000)));
+  }
+  EXPECT_EQ(items["First"]["mailbox"], Value("local://Mailboxes/two"));
+  // Named on its own, a one-message mbox file is still a mailbox.
+  writeFile(folder_.path() / "Lonely.mbox",
+            "From a@b Tue Nov 14 22:13:20 2023\n" + testing::simpleMessage("lone@x", "Lone"));
+  import({folder_.path() / "Lonely.mbox"});
+  EXPECT_EQ(itemsBySubject()["Lone"]["mailbox"], Value("local://Mailboxes/Lonely"));
+}
+
 TEST_F(ImporterTest, ImportingTheSameMailAgainStoresNothingNew) {
   writeFile(folder_.path() / "a.mbox/mbox", kMbox);
   const auto first = import({folder_.path() / "a.mbox"});

@@ -1,10 +1,12 @@
 // ParsedMessage: what the store and the indexer read out of an RFC 822 message, through GMime.
 //
-// Header texts come back decoded to UTF-8 (RFC 2047 words, RFC 2231 file names, legacy charsets);
+// Header texts come back decoded to UTF-8 (RFC 2047 words, adjacent ones joined, RFC 2231 file
+// names, legacy charsets; undeclared 8-bit bytes as UTF-8, else in the charset the message's text
+// declares when they are valid in it, else as ISO 8859-1); display names have single spaces;
 // Message-IDs come without their angle brackets. A message counts as parseable when it starts
-// with a header field and GMime can build it; anything else is refused with an Unparseable error,
-// so that an importer can report it by name rather than store noise. Plain functions: safe from
-// any thread (each call parses its own copy).
+// with a header field (blanks before its name aside) and GMime can build it; anything else is
+// refused with an Unparseable error, so that an importer can report it by name rather than store
+// noise. Plain functions: safe from any thread (each call parses its own copy).
 #pragma once
 
 #include <cstdint>
@@ -41,6 +43,8 @@ struct ParsedMessage {
   std::vector<MailAddress> cc;
   std::vector<MailAddress> bcc;
   std::optional<std::int64_t> dateSent;  // Unix seconds, from the Date field when it is readable
+  // Unix seconds, from the newest (topmost) Received trace field that carries a readable date.
+  std::optional<std::int64_t> dateLastReceived;
   std::string messageID;
   std::string inReplyTo;
   std::vector<std::string> references;

@@ -73,7 +73,7 @@ TEST(MimeMessage, PrefersThePlainTextAlternativeAndReducesHtmlOnlyMail) {
       "From: a@example.org\nSubject: s\nContent-Type: text/html; charset=iso-8859-1\n"
       "Content-Transfer-Encoding: quoted-printable\n\n"
       "<html><style>p{color:red}</style><p>Caf=E9 &amp; cr&egrave;me&#33;</p><br>next</html>\n";
-  EXPECT_EQ(parseMessage(html).value().bodyText, "Caf\xC3\xA9 & cr&egrave;me!\nnext");
+  EXPECT_EQ(parseMessage(html).value().bodyText, "Caf\xC3\xA9 & cr\xC3\xA8me!\nnext");
 }
 
 TEST(MimeMessage, RefusesDataThatIsNoMessage) {
@@ -135,8 +135,33 @@ TEST(HtmlText, DropsTagsScriptsAndCommentsAndDecodesReferences) {
   EXPECT_EQ(htmlToText("<b>bold</b> &lt;x&gt; &#x263A;<!-- hidden --><script>var a;</script>end"),
             "bold <x> \xE2\x98\xBA end");
   EXPECT_EQ(htmlToText("unterminated <tag"), "unterminated");
-  EXPECT_EQ(htmlToText("&#0; &#99999999; &bogus;"), "\xEF\xBF\xBD \xEF\xBF\xBD &bogus;");
+  EXPECT_EQ(htmlToText("&#0; &#99999999; &bogus; a&nbsp;b"), "&bogus; a b");
   EXPECT_EQ(htmlToText("<p>a</p>\n\n<p>  b  </p>\n"), "a\nb");
+  EXPECT_EQ(htmlToText("<style>p { color: red }</style><td>one</td><td>two</td>"), "one two");
+}
+
+TEST(HtmlText, KeepsAWordWholeAcrossCommentsAndInlineMarkup) {
+  EXPECT_EQ(htmlToText("<p>plan<!---->ted<b>wo</b>rd</p>"), "plantedword");
+  EXPECT_EQ(htmlToText("al<span style=x>pha</span>bet"), "alphabet");
+  EXPECT_EQ(htmlToText("one<br>two<div>three</div>four"), "one\ntwo\nthree\nfour");
+}
+
+// A closing tag without its opening one is no start of a style or script block.
+TEST(HtmlText, AStrayClosingStyleOrScriptTagSwallowsNothing) {
+  EXPECT_EQ(htmlToText("<p>alphaword</p>\n</style><p>bravoword</p>"), "alphaword\nbravoword");
+  EXPECT_EQ(htmlToText("<p>alphaword</p></script><p>bravoword</p>"), "alphaword\nbravoword");
+  EXPECT_EQ(htmlToText("<div>unclosed <i>it<b>al</i>ic</b><table><tr><td>c1<td>c2</table>tail"),
+            "unclosed italic\nc1 c2\ntail");
+}
+
+TEST(HtmlText, ReadsTheTextAsUtf8WhateverTheDocumentDeclares) {
+  EXPECT_EQ(htmlToText("<html><head><meta charset=\"iso-8859-1\"></head><body>Stra\xC3\x9F"
+                       "e &euro;</body></html>"),
+            "Stra\xC3\x9F"
+            "e \xE2\x82\xAC");
+  EXPECT_EQ(htmlToText(""), "");
+  const std::string deep = std::string(100000, '<') + "div>" + std::string(20000, 'x');
+  EXPECT_TRUE(g_utf8_validate(htmlToText(deep).c_str(), -1, nullptr));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <optional>
 
 #include "mailstore/gmime_support.hpp"
 #include "mailstore/prng.hpp"
@@ -16,6 +17,18 @@ constexpr std::array<const char*, 7> kWeekdays{"Sun", "Mon", "Tue", "Wed", "Thu"
 constexpr std::array<const char*, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                               "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 constexpr std::size_t kLineWidth = 72;
+
+// Shapes of real-world mail, drawn from a random stream of their own so that the rest of every
+// message (its words, its planted words) is the same with or without them.
+constexpr std::uint64_t kWildShapesStream = 0x77696C64;  // "wild"
+constexpr double kFoldedEncodedSubjectShare = 0.05;
+constexpr double kFoldedEncodedNameShare = 0.05;
+constexpr double kMalformedHtmlOnlyShare = 0.3;      // of the messages with an HTML version
+constexpr double kForwardedAttachmentsShare = 0.15;  // of the messages with attachments
+// Charsets mailers fold headers in; each is an ASCII superset, tried in turn until one can hold
+// the text.
+constexpr std::array<const char*, 5> kHeaderCharsets{"UTF-8", "ISO-2022-JP", "KOI8-R", "ISO-8859-1",
+                                                     "windows-1252"};
 constexpr std::size_t kBase64LineWidth = 76;
 
 bool isAscii(std::string_view text) {
@@ -51,6 +64,40 @@ std::string encodedWord(std::string_view text) {
   return "=?UTF-8?B?" +
          takeGString(g_base64_encode(reinterpret_cast<const guchar*>(text.data()), text.size())) +
          "?=";
+}
+
+// text as a run of adjacent base64 encoded words in charset, one per word of text (each but the
+// first with its leading space), folded one word a line the way many mailers write them.
+std::optional<std::string> foldedEncodedWords(std::string_view text, const char* charset) {
+  std::string out;
+  std::size_t at = 0;
+  while (at < text.size()) {
+    std::size_t end = text.find(' ', at + 1);
+    if (end == std::string_view::npos) end = text.size();
+    gsize written = 0;
+    GError* error = nullptr;
+    GCharPtr bytes(g_convert(text.data() + at, static_cast<gssize>(end - at), charset, "UTF-8",
+                             nullptr, &written, &error));
+    if (error) {
+      g_error_free(error);
+      return std::nullopt;
+    }
+    if (!out.empty()) out += "\n ";
+    out += "=?" + std::string(charset) + "?B?" +
+           takeGString(g_base64_encode(reinterpret_cast<const guchar*>(bytes.get()), written)) +
+           "?=";
+    at = end;
+  }
+  return out;
+}
+
+std::optional<std::string> foldedEncodedWords(std::string_view text, Prng& prng) {
+  const std::size_t first = prng.below(kHeaderCharsets.size());
+  for (std::size_t tried = 0; tried < kHeaderCharsets.size(); ++tried) {
+    const char* charset = kHeaderCharsets[(first + tried) % kHeaderCharsets.size()];
+    if (auto words = foldedEncodedWords(text, charset)) return words;
+  }
+  return std::nullopt;
 }
 
 // RFC 2231: UTF-8''percent-encoded.
@@ -105,7 +152,17 @@ std::string htmlEscaped(std::string_view text) {
 class Composer {
  public:
   Composer(const SamplePlan& plan, const MessagePlan& message, std::uint64_t seed)
-      : plan_(plan), message_(message), prng_(Prng::forStream(seed, message.stream)) {}
+      : plan_(plan),
+        message_(message),
+        prng_(Prng::forStream(seed, message.stream)),
+        wild_(Prng::forStream(seed ^ kWildShapesStream, message.stream)) {
+    foldSubject_ = wild_.chance(kFoldedEncodedSubjectShare);
+    foldAuthorName_ = wild_.chance(kFoldedEncodedNameShare);
+    malformedHtmlOnly_ = message.html && wild_.chance(kMalformedHtmlOnlyShare);
+    // A partial message keeps its attachments at the top, where the store strips them.
+    forwardAttachments_ = !message.attachments.empty() && !message.partial &&
+                          wild_.chance(kForwardedAttachmentsShare);
+  }
 
   std::string compose() {
     std::string out = headers();
@@ -117,26 +174,56 @@ class Composer {
     out += "Content-Type: multipart/mixed; boundary=\"" + boundary + "\"\n\n";
     out += "This is a multi-part message in MIME format.\n";
     out += "--" + boundary + "\n" + textEntity(boundary + "_a");
-    for (const auto& attachment : message_.attachments) {
-      out += "\n--" + boundary + "\n" + attachmentEntity(attachment);
+    if (forwardAttachments_) {
+      out += "\n--" + boundary + "\n" + forwardedMessage(boundary + "_f");
+    } else {
+      for (const auto& attachment : message_.attachments) {
+        out += "\n--" + boundary + "\n" + attachmentEntity(attachment);
+      }
     }
     out += "\n--" + boundary + "--\n";
     return out;
   }
 
  private:
+  // The attachments inside an inline attached message, as a forwarding mailer sends them.
+  std::string forwardedMessage(const std::string& boundary) {
+    const SamplePerson& author = plan_.people[message_.author];
+    std::string out = "Content-Type: message/rfc822\nContent-Disposition: inline\n\n";
+    out += "From: " + mailboxText(author) + "\nSubject: Files\nMIME-Version: 1.0\n";
+    out += "Content-Type: multipart/mixed; boundary=\"" + boundary + "\"\n\n";
+    out += "--" + boundary + "\nContent-Type: text/plain; charset=utf-8\n\nThe files.\n";
+    for (const auto& attachment : message_.attachments) {
+      out += "\n--" + boundary + "\n" + attachmentEntity(attachment);
+    }
+    return out + "\n--" + boundary + "--\n";
+  }
+
   std::string headers() {
     const SamplePerson& author = plan_.people[message_.author];
-    std::string out = "From: " + mailboxText(author) + "\n";
+    std::optional<std::string> foldedName;
+    if (foldAuthorName_ && !author.name.empty()) {
+      foldedName = foldedEncodedWords(author.name, wild_);
+    }
+    std::string out =
+        "From: " + (foldedName ? *foldedName + " <" + author.address + ">" : mailboxText(author)) +
+        "\n";
     out += addressField("To", plan_, message_.to);
     out += addressField("Cc", plan_, message_.cc);
     out += addressField("Bcc", plan_, message_.bcc);
-    out +=
-        "Subject: " +
-        takeGString(g_mime_utils_header_encode_text(nullptr, message_.subject.c_str(), "utf-8")) +
-        "\n";
+    std::optional<std::string> foldedSubject;
+    if (foldSubject_) foldedSubject = foldedEncodedWords(message_.subject, wild_);
+    out += "Subject: " +
+           (foldedSubject ? *foldedSubject
+                          : takeGString(g_mime_utils_header_encode_text(
+                                nullptr, message_.subject.c_str(), "utf-8"))) +
+           "\n";
     if (!message_.omitDateField) {
       out += "Date: " + rfc822Date(message_.dateSent, author.timeZoneMinutes) + "\n";
+    } else {
+      // Without a Date field, the trace field the receiving server added tells when it arrived.
+      out += "Received: from mx.example.net by mail.example.org;\n " +
+             rfc822Date(message_.dateReceived, 0) + "\n";
     }
     out += "Message-ID: <" + message_.messageID + ">\n";
     if (!message_.references.empty()) {
@@ -175,12 +262,30 @@ class Composer {
     for (const auto& paragraph : paragraphs) plain += wrapped(paragraph) + "\n";
     plain += "-- \n" + signature() + "\n";
     if (!message_.html) return textPart("plain", plain);
+    if (malformedHtmlOnly_) return textPart("html", malformedHtml(paragraphs));
     std::string html = "<html><body>\n";
     for (const auto& paragraph : paragraphs) html += "<p>" + htmlEscaped(paragraph) + "</p>\n";
     html += "<p>-- <br>" + htmlEscaped(signature()) + "</p>\n</body></html>\n";
     return "Content-Type: multipart/alternative; boundary=\"" + boundary + "\"\n\n" + "--" +
            boundary + "\n" + textPart("plain", plain) + "\n--" + boundary + "\n" +
            textPart("html", html) + "\n--" + boundary + "--\n";
+  }
+
+  // An HTML-only body as careless mailers and templates write it: a style sheet, stray closing
+  // style and script tags, unclosed paragraphs, empty comments and inline markup inside words.
+  std::string malformedHtml(const std::vector<std::string>& paragraphs) {
+    std::string html =
+        "<html><head><style type=\"text/css\">p { margin: 0 }</style></head><body>\n";
+    for (std::size_t index = 0; index < paragraphs.size(); ++index) {
+      std::string paragraph = htmlEscaped(paragraphs[index]);
+      if (const std::size_t space = paragraph.find(' '); space != std::string::npos && space > 2) {
+        paragraph.insert(space - 1, wild_.chance(0.5) ? "<!---->" : "<b></b>");
+      }
+      html += (wild_.chance(0.5) ? "<p>" : "<div>") + paragraph + "\n";
+      if (index == 0) html += wild_.chance(0.5) ? "</style>\n" : "</script>\n";
+    }
+    html += "<p>-- <br>" + htmlEscaped(signature()) + "\n</body>\n";
+    return html;
   }
 
   std::string signature() const {
@@ -303,6 +408,11 @@ class Composer {
   const SamplePlan& plan_;
   const MessagePlan& message_;
   Prng prng_;
+  Prng wild_;
+  bool foldSubject_ = false;
+  bool foldAuthorName_ = false;
+  bool malformedHtmlOnly_ = false;
+  bool forwardAttachments_ = false;
 };
 
 }  // namespace

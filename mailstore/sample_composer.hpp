@@ -2,8 +2,11 @@
 //
 // Headers are encoded as mail clients write them (RFC 2047 words for non-ASCII names and subjects,
 // RFC 2231 or RFC 2047 for attachment names); bodies are UTF-8 or, for a few messages, ISO 8859-1
-// text, optionally with an HTML alternative; attachments are base64. Every byte follows from the
-// plan and the seed. Safe from any thread.
+// text, optionally with an HTML alternative; attachments are base64. Some messages take shapes of
+// real-world mail: subjects and names folded as adjacent base64 words in one of several charsets,
+// HTML-only bodies with malformed markup, attachments inside an attached message, and a Received
+// trace field as the only date. Every byte follows from the plan and the seed. Safe from any
+// thread.
 #pragma once
 
 #include <cstdint>

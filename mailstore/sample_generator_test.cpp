@@ -10,6 +10,8 @@
 #include "mailstore/file_io.hpp"
 #include "mailstore/importer.hpp"
 #include "mailstore/message_flags.hpp"
+#include "mailstore/mime_message.hpp"
+#include "mailstore/sample_composer.hpp"
 #include "mailstore/sample_plan.hpp"
 #include "mailstore/test_support.hpp"
 
@@ -187,6 +189,52 @@ TEST(SamplePlan, HasTheShapeOfALivedInMailbox) {
   EXPECT_LT(withAttachments, 900u);
   EXPECT_GT(replies, 1500u);
   EXPECT_GT(nonAsciiAuthors, 25u);
+}
+
+// The shapes of real-world mail the composer writes read back as what the plan says.
+TEST(SampleComposer, RealWorldShapesReadBackAsPlanned) {
+  const std::uint64_t seed = 7;
+  const auto plan = sample::planSampleMail(seed, 2000);
+  std::map<std::string, int> shapes;
+  for (const auto& planned : plan.messages) {
+    const std::string bytes = sample::composeSampleMessage(plan, planned, seed);
+    SCOPED_TRACE(planned.messageID);
+    auto parsed = parseMessage(bytes);
+    ASSERT_TRUE(parsed) << parsed.error().description();
+    const ParsedMessage& m = parsed.value();
+    EXPECT_EQ(m.subject, planned.subject);
+    ASSERT_EQ(m.from.size(), 1u);
+    EXPECT_EQ(m.from[0].name, plan.people[planned.author].name);
+    ASSERT_EQ(m.attachments.size(), planned.attachments.size());
+    for (std::size_t index = 0; index < m.attachments.size(); ++index) {
+      EXPECT_EQ(m.attachments[index].name, planned.attachments[index].fileName);
+    }
+    if (planned.omitDateField) {
+      ++shapes["trace-only date"];
+      EXPECT_FALSE(m.dateSent);
+      EXPECT_EQ(m.dateLastReceived, planned.dateReceived);
+    }
+    for (const auto& word : planned.plantedBodyWords) {
+      EXPECT_NE(m.bodyText.find(word), std::string::npos) << word;
+    }
+    const std::string headers = bytes.substr(0, bytes.find("\n\n"));
+    if (headers.find("Subject: =?") != std::string::npos &&
+        headers.find("?=\n =?") != std::string::npos) {
+      ++shapes["folded encoded words"];
+      ++shapes[headers.substr(headers.find("Subject: =?") + 11, 5)];
+    }
+    if (bytes.find("message/rfc822") != std::string::npos) ++shapes["encapsulated"];
+    if (bytes.find("</style>\n<") != std::string::npos ||
+        bytes.find("</script>\n<") != std::string::npos) {
+      ++shapes["malformed html"];
+      EXPECT_EQ(bytes.find("multipart/alternative"), std::string::npos);
+      EXPECT_FALSE(m.bodyText.empty());
+    }
+  }
+  for (const char* shape : {"trace-only date", "folded encoded words", "encapsulated",
+                            "malformed html", "UTF-8", "ISO-2", "KOI8-"}) {
+    EXPECT_GT(shapes[shape], 0) << shape;
+  }
 }
 
 }  // namespace

@@ -158,8 +158,10 @@ foundation::Result<Store::PreparedMessage> Store::prepare(const NewMessage& mess
     for (const auto& address : *addresses) record.recipients.emplace_back(type, address);
   }
   record.dateSent = mime.dateSent;
-  record.dateReceived = message.dateReceived.value_or(
-      mime.dateSent.value_or(static_cast<std::int64_t>(std::floor(clock_->now().unixTime()))));
+  // Without a date from the source, the Date field's, else the newest Received field's, else now.
+  record.dateReceived =
+      message.dateReceived.value_or(mime.dateSent.value_or(mime.dateLastReceived.value_or(
+          static_cast<std::int64_t>(std::floor(clock_->now().unixTime())))));
   record.dateLastViewed = message.dateLastViewed;
   std::int64_t flags =
       withAttachmentCount(message.flags, static_cast<std::int64_t>(mime.attachments.size()));

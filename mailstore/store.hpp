@@ -49,8 +49,9 @@ struct NewMessage {
   // Flag bits to store. The attachment count is always filled in by the store; the priority is
   // taken from X-Priority (else normal) unless flags already carry one.
   std::int64_t flags = 0;
-  std::optional<std::int64_t> dateReceived;  // Unix seconds; default: the Date field, else now
-  std::int64_t dateLastViewed = 0;           // 0: never viewed
+  // Unix seconds; default: the Date field, else the newest Received field, else now.
+  std::optional<std::int64_t> dateReceived;
+  std::int64_t dateLastViewed = 0;  // 0: never viewed
   std::optional<std::int64_t> remoteID;
   // Partial keeps the message as .partial.emlx with its attachment bodies beside it; a message
   // without attachments is always kept whole.

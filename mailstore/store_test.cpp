@@ -141,6 +141,31 @@ TEST_F(StoreTest, KeepsAPartialMessageWithItsAttachmentBodiesBesideIt) {
   EXPECT_EQ(count("SELECT count(*) FROM attachments WHERE attachment_id = '2'"), 1);
 }
 
+TEST_F(StoreTest, APartialMessageKeepsTheAttachmentsOfAnAttachedMessageBesideItToo) {
+  const std::string forwarded =
+      "From: a@example.org\nSubject: fwd\nMIME-Version: 1.0\n"
+      "Content-Type: multipart/mixed; boundary=outer\n\n"
+      "--outer\nContent-Type: text/plain\n\nsee below\n"
+      "--outer\nContent-Type: message/rfc822\n\n"
+      "From: b@example.org\nSubject: inner\nMIME-Version: 1.0\n"
+      "Content-Type: multipart/mixed; boundary=inner\n\n"
+      "--inner\nContent-Type: text/plain\n\ninner text\n"
+      "--inner\nContent-Type: application/pdf\nContent-Disposition: attachment; "
+      "filename=inner.pdf\nContent-Transfer-Encoding: base64\n\nJVBERi0xLjQK\n--inner--\n"
+      "--outer--\n";
+  const auto outcomes = add({{.bytes = forwarded, .kind = MessageDataKind::Partial}});
+  ASSERT_EQ(outcomes[0].result, AddResult::Added);
+  const std::int64_t id = outcomes[0].libraryID;
+  auto file = readEmlxFile(*store_->message(id).value().path);
+  ASSERT_TRUE(file);
+  EXPECT_EQ(file.value().message.find("JVBERi0x"), std::string::npos);
+  EXPECT_NE(file.value().message.find("inner text"), std::string::npos);
+  EXPECT_EQ(attachmentCountOf(file.value().flags()), 1);
+  auto body = readWholeFile(attachmentsFolder(inbox_.storeFolder, id) / "2.2" / "inner.pdf");
+  ASSERT_TRUE(body) << body.error().description();
+  EXPECT_EQ(body.value(), "%PDF-1.4\n");
+}
+
 TEST_F(StoreTest, EnumeratesMessagesWithTheirFileStateForAnIndexer) {
   auto archive = store_->mailbox(mailboxForName("Archive/2019").value());
   ASSERT_TRUE(archive);
