@@ -58,8 +58,14 @@ void BM_EveryMessageEveryAttribute(benchmark::State& state) {
     return;
   }
   const std::string path = "/tmp/trovadex-mail-index-bench.db";
-  std::filesystem::copy_file(original, path, std::filesystem::copy_options::overwrite_existing);
-  for (const char* suffix : {"-wal", "-shm"}) std::filesystem::remove(path + suffix);
+  // The write-ahead log holds what a running host has not yet checkpointed.
+  for (const char* suffix : {"", "-wal"}) {
+    std::filesystem::remove(path + suffix);
+    if (std::filesystem::exists(std::string(original) + suffix)) {
+      std::filesystem::copy_file(std::string(original) + suffix, path + suffix);
+    }
+  }
+  std::filesystem::remove(path + "-shm");
   const std::vector<std::string> fetched = attributeNames(path);
   auto engine = Engine::open(path, {});
   if (!engine) {
