@@ -60,9 +60,9 @@ void fillDisplayName(MessageRecord& record, const platform::FileManager* fileMan
 
 }  // namespace
 
-std::vector<MessageRecord> TDMailPlugin::loadFilePaths(PluginContext& context,
-                                                       std::vector<MessageRecord>& records,
-                                                       std::uint64_t* foundItemIndex) {
+std::vector<MessageRecord*> TDMailPlugin::loadFilePaths(PluginContext& context,
+                                                        std::vector<MessageRecord>& records,
+                                                        std::uint64_t* foundItemIndex) {
   assert(foundItemIndex != nullptr);
   std::vector<std::int64_t> libraryIDs;
   for (const MessageRecord& record : records) {
@@ -73,7 +73,7 @@ std::vector<MessageRecord> TDMailPlugin::loadFilePaths(PluginContext& context,
   std::shared_ptr<platform::MailLibrary> library =
       libraryIDs.empty() ? nullptr : TDMailPlugin::library(context);
   const platform::FileManager* fileManager = context.ports().fileManager.get();
-  std::vector<MessageRecord> delivered;
+  std::vector<MessageRecord*> delivered;
   delivered.reserve(records.size());
   for (MessageRecord& record : records) {
     if (!record.path) {
@@ -88,7 +88,7 @@ std::vector<MessageRecord> TDMailPlugin::loadFilePaths(PluginContext& context,
     }
     record.index = *foundItemIndex;
     ++*foundItemIndex;
-    delivered.push_back(std::move(record));
+    delivered.push_back(&record);
   }
   return delivered;
 }

@@ -38,20 +38,20 @@ class MessageFilePaths : public ::testing::Test {
   platform::fake::FakeMailLibrary& library() { return *ports_.mailLibrary; }
   Statements statements() { return library().database().executedStatements(); }
 
-  std::vector<MessageRecord> load(std::vector<MessageRecord>& records) {
+  std::vector<MessageRecord*> load(std::vector<MessageRecord>& records) {
     return TDMailPlugin::loadFilePaths(context_, records, &foundItemIndex_);
   }
   static std::vector<std::optional<std::string>> pathsOf(
-      const std::vector<MessageRecord>& records) {
+      const std::vector<MessageRecord*>& records) {
     std::vector<std::optional<std::string>> paths;
     paths.reserve(records.size());
-    for (const MessageRecord& record : records) paths.push_back(record.path);
+    for (const MessageRecord* record : records) paths.push_back(record->path);
     return paths;
   }
-  static std::vector<std::uint64_t> indexesOf(const std::vector<MessageRecord>& records) {
+  static std::vector<std::uint64_t> indexesOf(const std::vector<MessageRecord*>& records) {
     std::vector<std::uint64_t> indexes;
     indexes.reserve(records.size());
-    for (const MessageRecord& record : records) indexes.push_back(record.index.value_or(999999));
+    for (const MessageRecord* record : records) indexes.push_back(record->index.value_or(999999));
     return indexes;
   }
 
@@ -72,8 +72,8 @@ TEST_F(MessageFilePaths, RecordsThatAlreadyHavePathsRunNoSqlAndAreOnlyNumbered) 
   EXPECT_EQ(pathsOf(delivered),
             (std::vector<std::optional<std::string>>{"/a.emlx", "/b.emlx", "/c"}));
   EXPECT_EQ(indexesOf(delivered), (std::vector<std::uint64_t>{0, 1, 2}));
-  EXPECT_TRUE(delivered[0].attributes.empty());
-  EXPECT_EQ(delivered[2].attributes.at("kMDItemDisplayName"), Value("Shown"));
+  EXPECT_TRUE(delivered[0]->attributes.empty());
+  EXPECT_EQ(delivered[2]->attributes.at("kMDItemDisplayName"), Value("Shown"));
   EXPECT_TRUE(statements().empty());
   EXPECT_EQ(library().database().readBlockCount(), 0u);
   EXPECT_TRUE(library().dataPathRequests().empty());
@@ -101,7 +101,7 @@ TEST_F(MessageFilePaths, NumberingContinuesFromTheCounterAcrossBatches) {
   const auto delivered = load(records);
 
   ASSERT_EQ(delivered.size(), 10u);
-  for (std::size_t i = 0; i < delivered.size(); ++i) EXPECT_EQ(delivered[i].index, 750 + i);
+  for (std::size_t i = 0; i < delivered.size(); ++i) EXPECT_EQ(delivered[i]->index, 750 + i);
   EXPECT_EQ(foundItemIndex_, 760u);
 }
 
@@ -169,10 +169,10 @@ TEST_F(MessageFilePaths, SetsAMissingDisplayNameOnlyOnRecordsResolvedHere) {
 
   const auto delivered = load(records);
 
-  EXPECT_EQ(delivered[0].attributes, (Value::Dictionary{{"kMDItemDisplayName", Value("5.emlx")}}));
-  EXPECT_EQ(delivered[1].attributes.at("kMDItemDisplayName"), Value("Quarterly report"));
-  EXPECT_EQ(delivered[1].attributes.size(), 2u);
-  EXPECT_FALSE(delivered[2].attributes.contains("kMDItemDisplayName"));
+  EXPECT_EQ(delivered[0]->attributes, (Value::Dictionary{{"kMDItemDisplayName", Value("5.emlx")}}));
+  EXPECT_EQ(delivered[1]->attributes.at("kMDItemDisplayName"), Value("Quarterly report"));
+  EXPECT_EQ(delivered[1]->attributes.size(), 2u);
+  EXPECT_FALSE(delivered[2]->attributes.contains("kMDItemDisplayName"));
 }
 
 // ---- The batch form: the object route
@@ -188,7 +188,7 @@ TEST_F(MessageFilePaths, TakesTheMessageObjectsPathWhenTheDatabaseIsUnavailable)
 
   EXPECT_EQ(pathsOf(delivered), (std::vector<std::optional<std::string>>{"/object/5.emlx"}));
   EXPECT_EQ(indexesOf(delivered), (std::vector<std::uint64_t>{0}));
-  EXPECT_EQ(delivered[0].attributes.at("kMDItemDisplayName"), Value("5.emlx"));
+  EXPECT_EQ(delivered[0]->attributes.at("kMDItemDisplayName"), Value("5.emlx"));
   EXPECT_EQ(library().messageRequests(), (std::vector<std::int64_t>{5, 6, 7}));
   EXPECT_TRUE(statements().empty());
   EXPECT_EQ(foundItemIndex_, 1u);

@@ -89,9 +89,11 @@ class TDMailPlugin : public std::enable_shared_from_this<TDMailPlugin> {
   static std::shared_ptr<platform::MailLibrary> library(PluginContext& context);
   static bool scPerformSynchronousSqliteBlock(PluginContext& context,
                                               const std::function<void(sqlite3*)>& block);
-  static std::vector<MessageRecord> loadFilePaths(PluginContext& context,
-                                                  std::vector<MessageRecord>& records,
-                                                  std::uint64_t* foundItemIndex);
+  // Resolves the records' paths and numbers them, changing the caller's records in place; the
+  // result points at those of them that got a path, in their order.
+  static std::vector<MessageRecord*> loadFilePaths(PluginContext& context,
+                                                   std::vector<MessageRecord>& records,
+                                                   std::uint64_t* foundItemIndex);
   static std::optional<std::string> emlxPathForMessageWithLibraryID(PluginContext& context,
                                                                     std::int64_t libraryID);
 

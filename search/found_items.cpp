@@ -79,13 +79,13 @@ void QueryStream::foundItems(platform::SearchableItems items) {
   if (!context.ports().searchQueryFactory->attributeSetsRespondToAttributes()) return;
 
   // Messages whose file cannot be found are dropped from a chunk; the final batch's count is
-  // lowered by every drop of this delivery.
+  // lowered by every drop of this delivery. The delivered records are the chunk's own: the chunk
+  // is emptied only once they are posted.
   auto resolve = [&](std::vector<MessageRecord>& chunk) {
     auto delivered = TDMailPlugin::loadFilePaths(context, chunk, &foundItemIndex_);
     const std::uint64_t dropped =
         chunk.size() > delivered.size() ? chunk.size() - delivered.size() : 0;
     runningCount = runningCount > dropped ? runningCount - dropped : 0;
-    chunk.clear();
     return delivered;
   };
 
@@ -108,18 +108,20 @@ void QueryStream::foundItems(platform::SearchableItems items) {
     if (chunk.size() == threshold) {
       auto delivered = resolve(chunk);
       // An intermediate batch reports how many messages have been delivered so far.
-      postResultsBatch(*live, std::move(delivered), foundItemIndex_);
+      postResultsBatch(*live, delivered, foundItemIndex_);
+      chunk.clear();
       threshold = laterChunkSize;
     }
   }
   if (!live->plugin->isQueryAlive(*live->record)) return;
   if (!chunk.empty()) {
     auto delivered = resolve(chunk);
-    postResultsBatch(*live, std::move(delivered), runningCount);
+    postResultsBatch(*live, delivered, runningCount);
+    chunk.clear();
   }
 }
 
-void QueryStream::postResultsBatch(const Live& live, std::vector<MessageRecord> messages,
+void QueryStream::postResultsBatch(const Live& live, const std::vector<MessageRecord*>& messages,
                                    std::uint64_t foundItemCount) {
   TDMailPlugin& plugin = *live.plugin;
   auto pasteboard = plugin.pasteboardFromPool();
@@ -131,7 +133,7 @@ void QueryStream::postResultsBatch(const Live& live, std::vector<MessageRecord> 
   Value::Array records;
   records.reserve(messages.size());
   const std::size_t messageCount = messages.size();
-  for (MessageRecord& message : messages) records.push_back(std::move(message).toValue());
+  for (MessageRecord* message : messages) records.push_back(std::move(*message).toValue());
   const std::string type = protocol::pasteboardTypeName(protocol::PasteboardType::ResultsBatch);
   pasteboard->declareTypes({type}, &plugin);
   pasteboard->setPropertyList(

@@ -60,7 +60,8 @@ class QueryStream {
   static MessageRecord messageRecordForItem(platform::SearchableItem&& item,
                                             std::optional<std::int64_t> libraryID,
                                             const platform::FileManager& fileManager);
-  void postResultsBatch(const Live& live, std::vector<MessageRecord> messages,
+  // Writes and announces one batch; the records' contents move into the batch.
+  void postResultsBatch(const Live& live, const std::vector<MessageRecord*>& messages,
                         std::uint64_t foundItemCount);
   void postRemovalBatch(const Live& live, const std::vector<std::string>& identifiers);
   // The Search userInfo with "notification" = "completed".
