@@ -5,6 +5,7 @@
 #include <csignal>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "companion/client.hpp"
@@ -12,6 +13,7 @@
 #include "companion/exit_codes.hpp"
 #include "companion/progress_line.hpp"
 #include "companion/result_printer.hpp"
+#include "companion/sorted_results.hpp"
 #include "foundation/format.hpp"
 #include "linux/glib_ptr.hpp"
 
@@ -124,19 +126,32 @@ int runSearchCommand(const SearchArguments& arguments, std::ostream& out, std::F
                  plugin.value().compatibilityVersion.description() + ", this trovadex 1");
   }
 
+  // The plug-in sorts each delivery of the engine on its own. A one-shot search with --sort
+  // gathers its whole first result set, sorts it and only then cuts it at --limit and prints it;
+  // a live search prints as it goes, so its order holds within each batch only.
+  const bool sortWholeResult = !arguments.sortingAttribute.empty() && !arguments.live;
+  std::optional<SortedResults> sorted;
+  if (sortWholeResult) {
+    sorted.emplace(arguments.sortingAttribute, arguments.sortAscending, arguments.limit);
+  }
+
   SearchRequest request;
   request.queryString = arguments.queryString;
   request.sortingAttribute = arguments.sortingAttribute;
   request.sortAscending = arguments.sortAscending;
   request.live = arguments.live;
-  request.limit = arguments.limit;
+  if (!sortWholeResult) request.limit = arguments.limit;
 
   ResultPrinter printer(out, arguments.format, arguments.live);
   std::shared_ptr<SearchSession> search;
   SearchEvents events;
   events.found = [&](const BatchReport& batch) {
     progress.erase();
-    printer.printFound(batch.messages);
+    if (sorted) {
+      sorted->add(batch.messages);
+    } else {
+      printer.printFound(batch.messages);
+    }
     progress.show(search->summary());
   };
   events.removed = [&](const RemovalReport& removal) {
@@ -158,6 +173,10 @@ int runSearchCommand(const SearchArguments& arguments, std::ostream& out, std::F
   search = client->startSearch(std::move(request), std::move(events));
   client->waitForSearch(*search, arguments.timeout);
   progress.erase();
+  // An interrupted sorted search still prints, in order, what it had gathered.
+  if (sorted && search->summary().outcome != SearchOutcome::Failed) {
+    printer.printFound(sorted->take());
+  }
   if (!client->interrupted()) client->terminate();
   return statusOfSearch(search->summary(), err, arguments.timeout);
 }

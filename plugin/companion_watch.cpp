@@ -92,12 +92,12 @@ void TDMailPlugin::workspaceDidTerminateApplicationNotification(
       }
     }
   }
-  std::vector<std::string> clients;
+  std::vector<Value> clients;
   {
     std::lock_guard lock(stateMutex_);
     for (const auto& [client, names] : queryNamesByClient_) clients.push_back(client);
   }
-  for (const std::string& client : clients) terminateClient(client, Value());
+  for (const Value& client : clients) terminateClient(client, Value());
 }
 
 }  // namespace trovadex::plugin

@@ -161,7 +161,7 @@ TEST_F(ApplicationTermination, OfACompanionWhileAnotherInstanceRunsCancelsNothin
 
 TEST_F(ApplicationTermination, OfTheLastCompanionTerminatesEveryClient) {
   terminate(kStoreEdition);
-  EXPECT_EQ(plugin_.queryNames(), std::vector<std::string>{"loose"})
+  EXPECT_EQ(plugin_.queryNames(), std::vector<Value>{"loose"})
       << "a query without a client is not reached";
   EXPECT_TRUE(plugin_.queryNamesByClient().empty());
   EXPECT_EQ(harness_.consoleLines("TDMailPlugin terminate client").size(), 2u);
@@ -170,7 +170,7 @@ TEST_F(ApplicationTermination, OfTheLastCompanionTerminatesEveryClient) {
 TEST_F(ApplicationTermination, OfAnUnrelatedApplicationTerminatesEveryClientAllTheSame) {
   harness_.fakes.workspace->launchApplication(kStandardEdition);
   terminate("com.example.Editor");
-  EXPECT_EQ(plugin_.queryNames(), std::vector<std::string>{"loose"});
+  EXPECT_EQ(plugin_.queryNames(), std::vector<Value>{"loose"});
   EXPECT_TRUE(plugin_.queryNamesByClient().empty());
 }
 

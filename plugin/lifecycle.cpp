@@ -107,7 +107,7 @@ void TDMailPlugin::registerObservers() {
 void TDMailPlugin::applicationWillTerminate(const platform::Notification&) {
   // The running queries are reported, not cancelled.
   Value::Array activeNames;
-  for (const std::string& name : queryNames()) activeNames.emplace_back(name);
+  for (const Value& name : queryNames()) activeNames.push_back(name);
   postDistributedNotificationName(
       messageName(Message::PluginQuit), Value(),
       Value(Value::Dictionary{{std::string(protocol::key::kActiveNames), Value(activeNames)}}),

@@ -14,9 +14,13 @@ namespace {
 constexpr std::string_view kProductLogName = "TrovadexMailPlugin";
 constexpr std::string_view kNoQueryName = "none";
 
+// A query name that is not a string (a companion may name a query by a number, or anything
+// else) is logged as %@ prints it, so that its lines can still be told from other queries'.
 std::string logName(const Value& queryName) {
+  if (queryName.isNil()) return std::string(kNoQueryName);
   const std::string* name = queryName.asString();
-  if (name == nullptr || name->empty()) return std::string(kNoQueryName);
+  if (name == nullptr) return queryName.description();
+  if (name->empty()) return std::string(kNoQueryName);
   return *name;
 }
 

@@ -54,6 +54,15 @@ TEST_F(LogQueryName, UsesNoneForANilAndAnEmptyName) {
   for (const Value& entry : harness_.logHistory()) EXPECT_EQ(entry.at(1), Value("none"));
 }
 
+TEST_F(LogQueryName, PrintsANameOfAnotherKindAsPercentAtWould) {
+  log(Value::integer(7), "a");
+  log(Value(Value::Array{"x"}), "b");
+  EXPECT_EQ(harness_.fakes.console->lines(),
+            (std::vector<std::string>{"TrovadexMailPlugin - 7 - a",
+                                      "TrovadexMailPlugin - (\n    x\n) - b"}));
+  EXPECT_EQ(harness_.logHistory()[0].at(1), Value("7"));
+}
+
 TEST_F(LogQueryName, SurvivesFormatDirectivesInsideTheQueryName) {
   const std::string name = "50%@%s%d%n%%%";
   log(name, "TDMailPlugin cancel query %@", {Value("x")});

@@ -12,6 +12,20 @@ using platform::fake::NotificationDelivery;
 
 PluginHarness::PluginHarness(FakePortsOptions options) : fakes(options), context(fakes.ports()) {}
 
+namespace {
+
+platform::Ports adjusted(platform::Ports ports,
+                         const std::function<void(platform::Ports&)>& adjust) {
+  adjust(ports);
+  return ports;
+}
+
+}  // namespace
+
+PluginHarness::PluginHarness(FakePortsOptions options,
+                             const std::function<void(platform::Ports&)>& adjust)
+    : fakes(options), context(adjusted(fakes.ports(), adjust)) {}
+
 PluginHarness::~PluginHarness() {
   stopEngineQueries();
   context.sharedInstance.reset();

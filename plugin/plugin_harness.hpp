@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -27,6 +28,10 @@ inline constexpr std::chrono::milliseconds kWaitTimeout{10000};
 class PluginHarness {
  public:
   explicit PluginHarness(platform::fake::FakePortsOptions options = queuedDelivery());
+  // With the plug-in's ports changed by adjust before the context is made, so that a test can
+  // put a port of its own in front of a fake.
+  PluginHarness(platform::fake::FakePortsOptions options,
+                const std::function<void(platform::Ports&)>& adjust);
   ~PluginHarness();
   PluginHarness(const PluginHarness&) = delete;
   PluginHarness& operator=(const PluginHarness&) = delete;

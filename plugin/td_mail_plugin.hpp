@@ -32,6 +32,7 @@
 #include "platform/search_query.hpp"
 #include "platform/subscription.hpp"
 #include "plugin/plugin_context.hpp"
+#include "protocol/name_order.hpp"
 #include "protocol/pending_batch.hpp"
 
 struct sqlite3;
@@ -116,11 +117,16 @@ class TDMailPlugin : public std::enable_shared_from_this<TDMailPlugin> {
   // Properties. version and logLevel never change after construction.
   const std::string& version() const { return version_; }
   std::uint64_t logLevel() const { return logLevel_; }
+  // Query and client names are the values the companion sent, of whatever kind (see
+  // protocol/name_order.hpp); a client's names are kept in starting order.
+  using QueryNamesByClient =
+      std::map<foundation::Value, std::vector<foundation::Value>, protocol::NameOrder>;
+
   // Snapshots for inspection, taken under the lock that guards the live state.
-  std::vector<std::string> queryNames() const;
-  std::shared_ptr<TDMailPluginQuery> queryNamed(const std::string& name) const;
-  std::map<std::string, std::vector<std::string>> queryNamesByClient() const;
-  std::vector<protocol::PendingBatch> pendingBatchesOf(const std::string& name) const;
+  std::vector<foundation::Value> queryNames() const;
+  std::shared_ptr<TDMailPluginQuery> queryNamed(const foundation::Value& name) const;
+  QueryNamesByClient queryNamesByClient() const;
+  std::vector<protocol::PendingBatch> pendingBatchesOf(const foundation::Value& name) const;
   std::vector<std::shared_ptr<platform::Pasteboard>> pasteboards() const;
   std::vector<std::shared_ptr<platform::Pasteboard>> pasteboardPool() const;
 
@@ -144,9 +150,10 @@ class TDMailPlugin : public std::enable_shared_from_this<TDMailPlugin> {
   // Registry. cancelQuery detaches and cancels the query, unregisters it, hands its pending
   // batches back to the pool and strikes the name from clientName's list; safe from any thread
   // (a query's completion handler calls it). terminateClient cancels every query the client
-  // started and every name in queryNames (an Array, or nil), then forgets the client.
-  void cancelQuery(const std::string& name, const foundation::Value& clientName);
-  void terminateClient(const std::string& clientName, const foundation::Value& queryNames);
+  // started and every name in queryNames (an Array, or nil), then forgets the client. Names of
+  // any kind are used as they came; nil names nothing.
+  void cancelQuery(const foundation::Value& name, const foundation::Value& clientName);
+  void terminateClient(const foundation::Value& clientName, const foundation::Value& queryNames);
 
   // Pasteboard pool. pasteboardFromPool reuses the oldest idle pasteboard or makes a new one (null
   // only when the server makes none); pasteboardToPool clears one, untags it and keeps at most
@@ -196,8 +203,9 @@ class TDMailPlugin : public std::enable_shared_from_this<TDMailPlugin> {
   mutable std::mutex stateMutex_;
   // Guarded by stateMutex_, as are every filed record's searchQuery, messageIDs and
   // pendingBatches.
-  std::map<std::string, std::shared_ptr<TDMailPluginQuery>> queriesByName_;
-  std::map<std::string, std::vector<std::string>> queryNamesByClient_;
+  std::map<foundation::Value, std::shared_ptr<TDMailPluginQuery>, protocol::NameOrder>
+      queriesByName_;
+  QueryNamesByClient queryNamesByClient_;
 
   mutable std::mutex poolMutex_;
   // Guarded by poolMutex_.

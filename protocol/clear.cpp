@@ -4,6 +4,10 @@
 // pending batch of that query must hold the very pasteboard; only then does it go back to the
 // pool. A pasteboard that fails a check stays out of the pool until its query is cancelled or the
 // host quits, and a removal batch, which is never pending, never comes back.
+//
+// The names are compared as the command carried them, whatever their kind. Pasteboards are named
+// by strings only, so a "batchName" of another kind names no pasteboard: like a name the plug-in
+// never handed out, it meets the client check with no tag and logs the client mismatch.
 #include <mutex>
 
 #include "plugin/td_mail_plugin.hpp"
@@ -32,11 +36,12 @@ void TDMailPlugin::clear(const platform::Notification& notification) {
   logQueryName(context_, uniqueName, "TDMailPlugin received %@ / %@ - %@",
                {Value(notification.name), clientName, batchName});
 
-  const std::string* queryName = uniqueName.asString();
-  const std::string* pasteboardName = batchName.asString();
-  if (queryName == nullptr || pasteboardName == nullptr) return;
+  if (uniqueName.isNil() || batchName.isNil()) return;
 
-  auto pasteboard = context_.ports().pasteboardServer->pasteboardWithName(*pasteboardName);
+  const std::string* pasteboardName = batchName.asString();
+  auto pasteboard = pasteboardName != nullptr
+                        ? context_.ports().pasteboardServer->pasteboardWithName(*pasteboardName)
+                        : nullptr;
   const Value taggedClient = pasteboard ? pasteboard->tag(key::kClientName) : Value();
   if (!tagMatches(taggedClient, clientName)) {
     logQueryName(context_, uniqueName,
@@ -55,7 +60,7 @@ void TDMailPlugin::clear(const platform::Notification& notification) {
   std::optional<std::size_t> removed;
   {
     std::lock_guard lock(stateMutex_);
-    auto found = queriesByName_.find(*queryName);
+    auto found = queriesByName_.find(uniqueName);
     if (found != queriesByName_.end()) {
       auto& pending = found->second->pendingBatches();
       removed = std::erase_if(pending, [&](const protocol::PendingBatch& batch) {

@@ -25,9 +25,7 @@ void TDMailPlugin::postChecked(const std::string& name, const Value& object, con
                                bool deliverImmediately) {
   const Value& uniqueName = userInfo[protocol::key::kUniqueName];
   if (!uniqueName.isNil()) {
-    const std::string* queryName = uniqueName.asString();
-    if (queryName == nullptr) return;
-    auto found = queriesByName_.find(*queryName);
+    auto found = queriesByName_.find(uniqueName);
     if (found == queriesByName_.end()) return;
     const auto& searchQuery = found->second->searchQuery();
     if (!searchQuery || searchQuery->isCancelled()) return;

@@ -3,7 +3,8 @@
 //
 // Any client may cancel any query by name; the name is then struck only from the cancelling
 // client's list, and another client's list keeps a stale name until that client goes. Cancelling
-// posts nothing.
+// posts nothing. Names are used as the command carried them: a query filed under the number 7
+// is cancelled by a Cancel whose "uniqueName" is 7 (or 7.0), not by one whose name is "7".
 #include <algorithm>
 #include <mutex>
 #include <set>
@@ -38,11 +39,11 @@ void TDMailPlugin::cancel(const platform::Notification& notification) {
   const Value& clientName = notification.userInfo[key::kClientName];
   logQueryName(context_, uniqueName, "TDMailPlugin received %@ / %@",
                {Value(notification.name), clientName});
-  if (const std::string* name = uniqueName.asString()) cancelQuery(*name, clientName);
+  if (!uniqueName.isNil()) cancelQuery(uniqueName, clientName);
 }
 
-void TDMailPlugin::cancelQuery(const std::string& name, const Value& clientName) {
-  logQueryName(context_, Value(name), "TDMailPlugin cancel query");
+void TDMailPlugin::cancelQuery(const Value& name, const Value& clientName) {
+  logQueryName(context_, name, "TDMailPlugin cancel query");
 
   std::shared_ptr<TDMailPluginQuery> record;
   std::shared_ptr<platform::SearchQuery> searchQuery;
@@ -72,9 +73,11 @@ void TDMailPlugin::cancelQuery(const std::string& name, const Value& clientName)
         activePasteboards += other->pendingBatches().size();
       }
     }
-    if (const std::string* client = clientName.asString()) {
-      auto names = queryNamesByClient_.find(*client);
-      if (names != queryNamesByClient_.end()) std::erase(names->second, name);
+    if (!clientName.isNil()) {
+      auto names = queryNamesByClient_.find(clientName);
+      if (names != queryNamesByClient_.end()) {
+        std::erase_if(names->second, [&](const Value& listed) { return listed.isEqual(name); });
+      }
       if (names != queryNamesByClient_.end() && names->second.empty()) {
         queryNamesByClient_.erase(names);
       }
@@ -97,28 +100,23 @@ void TDMailPlugin::terminate(const platform::Notification& notification) {
   logQueryName(context_, Value(kNotAQuery), "TDMailPlugin received %@ / %@",
                {Value(notification.name), clientName});
   const Value& activeNames = notification.userInfo[key::kActiveNames];
-  if (const std::string* client = clientName.asString()) terminateClient(*client, activeNames);
+  if (!clientName.isNil()) terminateClient(clientName, activeNames);
 }
 
-void TDMailPlugin::terminateClient(const std::string& clientName, const Value& queryNames) {
-  logQueryName(context_, Value(kNotAQuery), "TDMailPlugin terminate client %@",
-               {Value(clientName)});
+void TDMailPlugin::terminateClient(const Value& clientName, const Value& queryNames) {
+  logQueryName(context_, Value(kNotAQuery), "TDMailPlugin terminate client %@", {clientName});
 
-  // A snapshot: cancelling edits the client's list while the names are walked.
-  std::set<std::string> names;
-  if (const Value::Array* given = queryNames.asArray()) {
-    for (const Value& element : *given) {
-      if (const std::string* name = element.asString()) names.insert(*name);
-    }
-  }
+  // A snapshot: cancelling edits the client's list while the names are walked. The given names
+  // are used whatever their kind; a name no query bears only logs its "cancel query" line.
+  std::set<Value, protocol::NameOrder> names;
+  if (const Value::Array* given = queryNames.asArray()) names.insert(given->begin(), given->end());
   {
     std::lock_guard lock(stateMutex_);
     if (auto known = queryNamesByClient_.find(clientName); known != queryNamesByClient_.end()) {
       names.insert(known->second.begin(), known->second.end());
     }
   }
-  const Value client(clientName);
-  for (const std::string& name : names) cancelQuery(name, client);
+  for (const Value& name : names) cancelQuery(name, clientName);
 
   std::size_t activeQueries = 0;
   std::size_t activeClients = 0;
@@ -136,26 +134,26 @@ void TDMailPlugin::terminateClient(const std::string& clientName, const Value& q
   }
 }
 
-std::vector<std::string> TDMailPlugin::queryNames() const {
+std::vector<Value> TDMailPlugin::queryNames() const {
   std::lock_guard lock(stateMutex_);
-  std::vector<std::string> names;
+  std::vector<Value> names;
   names.reserve(queriesByName_.size());
   for (const auto& [name, record] : queriesByName_) names.push_back(name);
   return names;
 }
 
-std::shared_ptr<TDMailPluginQuery> TDMailPlugin::queryNamed(const std::string& name) const {
+std::shared_ptr<TDMailPluginQuery> TDMailPlugin::queryNamed(const Value& name) const {
   std::lock_guard lock(stateMutex_);
   auto found = queriesByName_.find(name);
   return found == queriesByName_.end() ? nullptr : found->second;
 }
 
-std::map<std::string, std::vector<std::string>> TDMailPlugin::queryNamesByClient() const {
+TDMailPlugin::QueryNamesByClient TDMailPlugin::queryNamesByClient() const {
   std::lock_guard lock(stateMutex_);
   return queryNamesByClient_;
 }
 
-std::vector<protocol::PendingBatch> TDMailPlugin::pendingBatchesOf(const std::string& name) const {
+std::vector<protocol::PendingBatch> TDMailPlugin::pendingBatchesOf(const Value& name) const {
   std::lock_guard lock(stateMutex_);
   auto found = queriesByName_.find(name);
   return found == queriesByName_.end() ? std::vector<protocol::PendingBatch>{}

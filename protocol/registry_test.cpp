@@ -10,7 +10,7 @@ using foundation::Value;
 using protocol::Message;
 using testing::PluginHarness;
 
-using ClientMap = std::map<std::string, std::vector<std::string>>;
+using ClientMap = TDMailPlugin::QueryNamesByClient;
 
 class Registry : public ::testing::Test {
  protected:
@@ -57,7 +57,7 @@ TEST_F(Registry, CancelDetachesCancelsAndForgetsTheQuery) {
   EXPECT_FALSE(engineQuery.hasRemovedItemsHandler());
   EXPECT_FALSE(engineQuery.hasGatherEndedHandler());
   EXPECT_EQ(record->searchQuery(), nullptr);
-  EXPECT_EQ(plugin_.queryNames(), std::vector<std::string>{"q2"});
+  EXPECT_EQ(plugin_.queryNames(), std::vector<Value>{"q2"});
   EXPECT_EQ(plugin_.queryNamesByClient(), (ClientMap{{"c1", {"q2"}}}));
   EXPECT_EQ(lines(), (std::vector<std::string>{
                          "TrovadexMailPlugin - q1 - TDMailPlugin received "
@@ -168,7 +168,7 @@ TEST_F(Registry, TerminateWithAnEmptyActiveNamesCancelsEveryRecordedName) {
   search("q2", "c1");
   search("q3", "c2");
   terminate({{"clientName", "c1"}, {"activeNames", Value::Array{}}});
-  EXPECT_EQ(plugin_.queryNames(), std::vector<std::string>{"q3"});
+  EXPECT_EQ(plugin_.queryNames(), std::vector<Value>{"q3"});
   EXPECT_EQ(plugin_.queryNamesByClient(), (ClientMap{{"c2", {"q3"}}}));
   const auto logged = lines();
   EXPECT_EQ(logged.front(),
@@ -196,7 +196,7 @@ TEST_F(Registry, TerminateOfAnUnknownClientCancelsTheNamedQueriesEvenOfOtherClie
   search("q1", "c1");
   search("q2", "c1");
   terminate({{"clientName", "ghost"}, {"activeNames", Value::Array{"q1", "nothing"}}});
-  EXPECT_EQ(plugin_.queryNames(), std::vector<std::string>{"q2"});
+  EXPECT_EQ(plugin_.queryNames(), std::vector<Value>{"q2"});
   EXPECT_EQ(plugin_.queryNamesByClient(), (ClientMap{{"c1", {"q1", "q2"}}}))
       << "the other client keeps the stale name";
   EXPECT_EQ(harness_.consoleLines("cancel query").size(), 2u);

@@ -142,12 +142,12 @@ void QueryStream::postResultsBatch(const Live& live, const std::vector<MessageRe
           {std::string(key::kFoundItemCount), Value::unsignedInteger(foundItemCount)},
           {std::string(key::kBatchNumber), Value::unsignedInteger(batchNumber)},
           {std::string(key::kQueryString), optionalString(queryString_)},
-          {std::string(key::kUniqueName), Value(uniqueName_)},
-          {std::string(key::kClientName), optionalString(clientName_)},
+          {std::string(key::kUniqueName), uniqueName_},
+          {std::string(key::kClientName), clientName_},
       }),
       type);
-  pasteboard->setTag(key::kUniqueName, Value(uniqueName_));
-  pasteboard->setTag(key::kClientName, optionalString(clientName_));
+  pasteboard->setTag(key::kUniqueName, uniqueName_);
+  pasteboard->setTag(key::kClientName, clientName_);
 
   // A query torn down since its last check gets no new pending batch; its pasteboard goes back.
   auto pendingBefore = plugin.addPendingBatch(*live.record, {batchName, batchNumber, pasteboard});
@@ -158,7 +158,7 @@ void QueryStream::postResultsBatch(const Live& live, const std::vector<MessageRe
 
   Value::Dictionary userInfo;
   if (const Value::Dictionary* received = searchUserInfo_.asDictionary()) userInfo = *received;
-  userInfo.insert_or_assign(std::string(key::kUniqueName), Value(uniqueName_));
+  userInfo.insert_or_assign(std::string(key::kUniqueName), uniqueName_);
   userInfo.insert_or_assign(std::string(key::kBatchName), Value(batchName));
   userInfo.insert_or_assign(std::string(key::kFoundItemCount),
                             Value::unsignedInteger(foundItemCount));

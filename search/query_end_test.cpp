@@ -130,7 +130,7 @@ TEST_F(Completion, EndOfGatheringKeepsALiveQueryRunning) {
   ASSERT_EQ(completions.size(), 1u);
   EXPECT_EQ(completions[0]["notification"], Value("completed"));
   EXPECT_EQ(harness_.consoleLines("TDMailPlugin gather ended").size(), 1u);
-  EXPECT_EQ(plugin_.queryNames(), std::vector<std::string>{"q1"});
+  EXPECT_EQ(plugin_.queryNames(), std::vector<Value>{"q1"});
 
   query->appendSteps({found(mailItems(50, 2))});
   ASSERT_TRUE(harness_.waitForPosts(Message::QueryHasUpdates, 2)) << "later additions are reported";
@@ -150,7 +150,7 @@ TEST_F(Completion, AReplacedRecordsQueryGoesQuiet) {
   ASSERT_TRUE(second->waitUntilIdle(kWaitTimeout));
   EXPECT_TRUE(harness_.posts(Message::QueryHasUpdates).empty());
   EXPECT_TRUE(harness_.posts(Message::QueryDidComplete).empty());
-  EXPECT_EQ(plugin_.queryNames(), std::vector<std::string>{"q1"});
+  EXPECT_EQ(plugin_.queryNames(), std::vector<Value>{"q1"});
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "search/query_stream.hpp"
 
 #include "protocol/message_names.hpp"
+#include "search/client_query_text.hpp"
 #include "search/td_mail_plugin_query.hpp"
 
 namespace trovadex::plugin {
@@ -66,7 +67,7 @@ std::optional<QueryStream::Live> QueryStream::liveQuery() const {
 
 void QueryStream::log(const Live& live, std::string_view format,
                       std::initializer_list<FormatArgument> arguments) const {
-  TDMailPlugin::logQueryName(live.plugin->context(), Value(uniqueName_), format, arguments);
+  TDMailPlugin::logQueryName(live.plugin->context(), uniqueName_, format, arguments);
 }
 
 Value::Dictionary QueryStream::completionUserInfo() const {
@@ -110,7 +111,7 @@ void QueryStream::postRemovalBatch(const Live& live, const std::vector<std::stri
 
   Value::Dictionary userInfo;
   if (const Value::Dictionary* received = searchUserInfo_.asDictionary()) userInfo = *received;
-  userInfo.insert_or_assign(std::string(key::kUniqueName), Value(uniqueName_));
+  userInfo.insert_or_assign(std::string(key::kUniqueName), uniqueName_);
   userInfo.insert_or_assign(std::string(key::kBatchName), Value(batchName));
   userInfo.insert_or_assign(std::string(key::kBatchNumber), Value::unsignedInteger(batchNumber));
 
@@ -119,14 +120,14 @@ void QueryStream::postRemovalBatch(const Live& live, const std::vector<std::stri
       {std::string(key::kMessageIDs), Value(std::move(messageIDs))},
       {std::string(key::kBatchNumber), Value::unsignedInteger(batchNumber)},
       {std::string(key::kQueryString), optionalString(queryString_)},
-      {std::string(key::kUniqueName), Value(uniqueName_)},
-      {std::string(key::kClientName), optionalString(clientName_)},
+      {std::string(key::kUniqueName), uniqueName_},
+      {std::string(key::kClientName), clientName_},
   };
   const std::string type = protocol::pasteboardTypeName(protocol::PasteboardType::RemovalBatch);
   pasteboard->declareTypes({type}, live.plugin.get());
   pasteboard->setPropertyList(Value(std::move(payload)), type);
-  pasteboard->setTag(key::kUniqueName, Value(uniqueName_));
-  pasteboard->setTag(key::kClientName, optionalString(clientName_));
+  pasteboard->setTag(key::kUniqueName, uniqueName_);
+  pasteboard->setTag(key::kClientName, clientName_);
 
   // The line shows the results counter, not this batch's own number.
   const std::string name = messageName(Message::QueryHasRemovals);
@@ -145,13 +146,17 @@ void QueryStream::completed(const std::optional<foundation::Error>& error) {
     log(*live, "TDMailPlugin QUERY ERROR: %@", {*error});
     userInfo.insert_or_assign(std::string(key::kErrorCode), Value::integer(error->code));
     userInfo.insert_or_assign(std::string(key::kErrorDomain), Value(error->domain));
-    userInfo.insert_or_assign(std::string(key::kErrorMessage), Value(error->localizedDescription));
+    // The engine counts error positions in the text the plug-in made around the client's
+    // string; the client is told them in its own string.
+    userInfo.insert_or_assign(
+        std::string(key::kErrorMessage),
+        Value(errorMessageInClientTerms(error->localizedDescription, queryString_.value_or(""))));
   }
   const std::string name = messageName(Message::QueryDidComplete);
   log(*live, "TDMailPlugin post %@ - %@", {Value(name), live->searchQuery->foundItemCount()});
   live->plugin->postDistributedNotificationName(name, Value(), Value(std::move(userInfo)), true);
   // A one-shot query is over: detach, cancel and unregister it, and take its batches back.
-  live->plugin->cancelQuery(uniqueName_, optionalString(clientName_));
+  live->plugin->cancelQuery(uniqueName_, clientName_);
 }
 
 void QueryStream::gatherEnded() {

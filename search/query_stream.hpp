@@ -74,8 +74,9 @@ class QueryStream {
   const std::weak_ptr<TDMailPluginQuery> record_;
   const std::weak_ptr<platform::SearchQuery> searchQuery_;
   const foundation::Value searchUserInfo_;
-  const std::string uniqueName_;
-  const std::optional<std::string> clientName_;
+  // The names as the Search command carried them, whatever their kind.
+  const foundation::Value uniqueName_;
+  const foundation::Value clientName_;
   const std::optional<std::string> queryString_;
   const std::optional<std::string> sortingAttribute_;
   const bool sortAscending_;

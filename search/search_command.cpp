@@ -3,9 +3,9 @@
 // QueryDidStart and starts the query.
 #include <mutex>
 
-#include "foundation/format.hpp"
 #include "plugin/td_mail_plugin.hpp"
 #include "protocol/message_names.hpp"
+#include "search/client_query_text.hpp"
 #include "search/query_stream.hpp"
 #include "search/td_mail_plugin_query.hpp"
 
@@ -17,9 +17,6 @@ using protocol::messageName;
 namespace key = protocol::key;
 
 namespace {
-
-// Restricts every search to mail messages.
-constexpr std::string_view kEmailRestriction = "kMDItemContentType = \"public.email-message\"";
 
 std::optional<std::string> optionalString(const Value& value) {
   const std::string* text = value.asString();
@@ -36,42 +33,39 @@ void TDMailPlugin::search(const platform::Notification& notification) {
                {Value(notification.name), clientName, userInfo[key::kVersion]});
 
   // Only the newest query of a lineage may run: earlier ones of this client go first, even when
-  // the command then turns out to lack a unique name.
-  const std::optional<std::string> client = optionalString(clientName);
-  const std::optional<std::string> lineage = optionalString(userInfo[key::kLineageName]);
-  if (lineage) {
-    std::vector<std::string> clientQueries;
+  // the command then turns out to lack a unique name. The three names are used as they came,
+  // whatever their kind: lineages match when their names are equal values.
+  const Value& lineage = userInfo[key::kLineageName];
+  if (!lineage.isNil()) {
+    std::vector<Value> clientQueries;
     {
       std::lock_guard lock(stateMutex_);
-      if (client) {
-        if (auto found = queryNamesByClient_.find(*client); found != queryNamesByClient_.end()) {
+      if (!clientName.isNil()) {
+        if (auto found = queryNamesByClient_.find(clientName); found != queryNamesByClient_.end()) {
           clientQueries = found->second;
         }
       }
     }
-    for (const std::string& name : clientQueries) {
+    for (const Value& name : clientQueries) {
       bool sameLineage = false;
       {
         std::lock_guard lock(stateMutex_);
         auto found = queriesByName_.find(name);
-        sameLineage = found != queriesByName_.end() && found->second->lineageName() == lineage;
+        sameLineage =
+            found != queriesByName_.end() && found->second->lineageName().isEqual(lineage);
       }
       if (sameLineage) cancelQuery(name, clientName);
     }
   }
 
-  const std::string* name = uniqueName.asString();
-  if (name == nullptr) return;
+  if (uniqueName.isNil()) return;
   const Value& queryString = userInfo[key::kQueryString];
   logQueryName(context_, uniqueName, "TDMailPlugin query %@", {queryString});
   const std::string* text = queryString.asString();
-  const std::string spotlightText =
-      text != nullptr && !text->empty()
-          ? foundation::formatString("(%@) && (%@)", {kEmailRestriction, *text})
-          : std::string(kEmailRestriction);
+  const std::string spotlightText = spotlightTextForQueryString(text != nullptr ? *text : "");
 
-  auto record = std::make_shared<TDMailPluginQuery>(*name);
-  record->setClientName(client);
+  auto record = std::make_shared<TDMailPluginQuery>(uniqueName);
+  record->setClientName(clientName);
   record->setLineageName(lineage);
   record->setQueryString(optionalString(queryString));
   record->setSortingAttribute(optionalString(userInfo[key::kSortingAttribute]));
@@ -88,8 +82,8 @@ void TDMailPlugin::search(const platform::Notification& notification) {
   std::shared_ptr<TDMailPluginQuery> replaced;
   {
     std::lock_guard lock(stateMutex_);
-    replaced = std::exchange(queriesByName_[*name], record);
-    if (client) queryNamesByClient_[*client].push_back(*name);
+    replaced = std::exchange(queriesByName_[uniqueName], record);
+    if (!clientName.isNil()) queryNamesByClient_[clientName].push_back(uniqueName);
   }
   const std::string started = messageName(Message::QueryDidStart);
   logQueryName(context_, uniqueName, "TDMailPlugin post %@", {Value(started)});

@@ -12,7 +12,7 @@ using platform::fake::QueryContextKind;
 using protocol::Message;
 using testing::PluginHarness;
 
-using ClientMap = std::map<std::string, std::vector<std::string>>;
+using ClientMap = TDMailPlugin::QueryNamesByClient;
 constexpr const char* kRestriction = "kMDItemContentType = \"public.email-message\"";
 
 class SearchCommand : public testing::SearchFixture {
@@ -46,8 +46,8 @@ TEST_F(SearchCommand, FilesTheRecordAnnouncesItAndThenStartsTheQuery) {
 
   auto record = plugin_.queryNamed("q1");
   ASSERT_NE(record, nullptr);
-  EXPECT_EQ(record->clientName(), "c1");
-  EXPECT_EQ(record->lineageName(), "L");
+  EXPECT_EQ(record->clientName(), Value("c1"));
+  EXPECT_EQ(record->lineageName(), Value("L"));
   EXPECT_EQ(record->queryString(), "kMDItemSubject == x") << "as received, without the restriction";
   EXPECT_EQ(record->sortingAttribute(), "kMDItemFSCreationDate");
   EXPECT_TRUE(record->sortAscending());
@@ -88,7 +88,7 @@ TEST_F(SearchCommand, ReplacesTheClientsEarlierQueriesOfTheSameLineageFirst) {
   EXPECT_FALSE(otherLineage->isCancelled());
   EXPECT_FALSE(otherClient->isCancelled());
   EXPECT_FALSE(noLineage->isCancelled());
-  EXPECT_EQ(plugin_.queryNames(), (std::vector<std::string>{"q2", "q3", "q4"}));
+  EXPECT_EQ(plugin_.queryNames(), (std::vector<Value>{"q2", "q3", "q4"}));
   EXPECT_TRUE(harness_.fakes.distributedCenter->posts().empty());
   EXPECT_TRUE(harness_.consoleLines("TDMailPlugin query").empty());
 
@@ -120,9 +120,9 @@ TEST_F(SearchCommand, WithoutAUniqueNameStopsAfterTheReceivedLine) {
 
 TEST_F(SearchCommand, WithoutAClientNameFilesTheQueryByNameOnly) {
   plugin_.search(PluginHarness::command(Message::Search, {{"uniqueName", "q1"}}));
-  EXPECT_EQ(plugin_.queryNames(), std::vector<std::string>{"q1"});
+  EXPECT_EQ(plugin_.queryNames(), std::vector<Value>{"q1"});
   EXPECT_TRUE(plugin_.queryNamesByClient().empty());
-  EXPECT_FALSE(plugin_.queryNamed("q1")->clientName().has_value());
+  EXPECT_TRUE(plugin_.queryNamed("q1")->clientName().isNil());
 }
 
 TEST_F(SearchCommand, ThatTheEngineRefusesIsNeitherFiledNorAnnounced) {

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "foundation/error.hpp"
+#include "foundation/value.hpp"
 #include "platform/search_query.hpp"
 #include "protocol/pending_batch.hpp"
 
@@ -23,16 +24,17 @@ namespace trovadex::plugin {
 
 class TDMailPluginQuery {
  public:
-  explicit TDMailPluginQuery(std::string queryName) : queryName_(std::move(queryName)) {}
+  explicit TDMailPluginQuery(foundation::Value queryName) : queryName_(std::move(queryName)) {}
   TDMailPluginQuery(const TDMailPluginQuery&) = delete;
   TDMailPluginQuery& operator=(const TDMailPluginQuery&) = delete;
 
   // ---- Written before the record is filed, read-only afterwards ----
-  const std::string& queryName() const { return queryName_; }
-  const std::optional<std::string>& clientName() const { return clientName_; }
-  void setClientName(std::optional<std::string> name) { clientName_ = std::move(name); }
-  const std::optional<std::string>& lineageName() const { return lineageName_; }
-  void setLineageName(std::optional<std::string> name) { lineageName_ = std::move(name); }
+  // The three names are the command's values as they came, strings or not; nil when absent.
+  const foundation::Value& queryName() const { return queryName_; }
+  const foundation::Value& clientName() const { return clientName_; }
+  void setClientName(foundation::Value name) { clientName_ = std::move(name); }
+  const foundation::Value& lineageName() const { return lineageName_; }
+  void setLineageName(foundation::Value name) { lineageName_ = std::move(name); }
   // The query text exactly as the companion sent it.
   const std::optional<std::string>& queryString() const { return queryString_; }
   void setQueryString(std::optional<std::string> text) { queryString_ = std::move(text); }
@@ -58,9 +60,9 @@ class TDMailPluginQuery {
   const std::vector<protocol::PendingBatch>& pendingBatches() const { return pendingBatches_; }
 
  private:
-  const std::string queryName_;
-  std::optional<std::string> clientName_;
-  std::optional<std::string> lineageName_;
+  const foundation::Value queryName_;
+  foundation::Value clientName_;
+  foundation::Value lineageName_;
   std::optional<std::string> queryString_;
   std::optional<std::string> sortingAttribute_;
   bool sortAscending_ = false;

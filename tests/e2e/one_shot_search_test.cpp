@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <set>
 #include <sstream>
 
@@ -33,6 +34,8 @@ struct Found {
   SearchSummary summary;
   std::vector<std::string> paths;
   std::set<std::int64_t> libraryIDs;
+  // Creation date (seconds) and library ID of every message that has both.
+  std::vector<std::pair<double, std::int64_t>> created;
 };
 
 Found search(Client& client, const std::string& queryString) {
@@ -42,6 +45,11 @@ Found search(Client& client, const std::string& queryString) {
     for (const auto& message : batch.messages) {
       found.paths.push_back(message.path.value_or(""));
       if (message.libraryID) found.libraryIDs.insert(*message.libraryID);
+      const Value& date = message.attribute("kMDItemContentCreationDate");
+      if (message.libraryID && date.isDate()) {
+        found.created.emplace_back(date.asDate()->timeIntervalSinceReferenceDate(),
+                                   *message.libraryID);
+      }
     }
   };
   events.problem = [](const std::string& text) { ADD_FAILURE() << text; };
@@ -125,16 +133,42 @@ TEST(CompanionEndToEnd, OneShotSearchesFindExactlyWhatTheManifestCounts) {
   std::sort(libraryPaths.begin(), libraryPaths.end());
   EXPECT_EQ(printedPaths, libraryPaths);
 
+  // --sort without --live orders the whole store before --limit cuts it: the five newest.
+  auto newest = all.created;
+  std::sort(newest.begin(), newest.end(), std::greater<>());
+  ASSERT_GE(newest.size(), 5u);
+  std::vector<std::int64_t> expectedNewest;
+  for (std::size_t i = 0; i < 5; ++i) expectedNewest.push_back(newest[i].second);
+  const auto sorted =
+      runProgram(context.get(), {TROVADEX_CLI, "search", "", "--sort", "kMDItemContentCreationDate",
+                                 "--limit", "5", "--format", "json", "--timeout", "60"});
+  EXPECT_EQ(sorted.status, 0) << sorted.err;
+  std::vector<std::int64_t> printedNewest;
+  for (const std::string& line : lines(sorted.out)) {
+    const auto at = line.rfind("\"libraryID\":");
+    if (at != std::string::npos) printedNewest.push_back(std::stoll(line.substr(at + 12)));
+  }
+  EXPECT_EQ(printedNewest, expectedNewest);
+
   const auto nothing = runProgram(
       context.get(), {TROVADEX_CLI, "search", "kMDItemSubject == \"no-such-subject-zq\""});
   EXPECT_EQ(nothing.status, 1) << nothing.err;
 
   // A malformed query: the error keys of QueryDidComplete, exit status 4.
+  // Its position counts in the client's own string.
   const Found broken = search(client, "kMDItemSubject == (");
   EXPECT_EQ(broken.summary.outcome, SearchOutcome::Failed);
-  const auto failed = runProgram(context.get(), {TROVADEX_CLI, "search", "kMDItemSubject == ("});
+  ASSERT_TRUE(broken.summary.failure.has_value());
+  EXPECT_EQ(broken.summary.failure->message,
+            "Invalid query at byte 18: expected a value after '==', found '('");
+  EXPECT_EQ(broken.summary.failure->domain, "CSSearchQueryErrorDomain");
+  EXPECT_EQ(broken.summary.failure->code, -2002);
+  const auto failed = runProgram(context.get(), {TROVADEX_CLI, "search", "kMDItemSubject =="});
   EXPECT_EQ(failed.status, 4) << failed.err;
-  EXPECT_NE(failed.err.find("query error"), std::string::npos) << failed.err;
+  EXPECT_NE(failed.err.find("query error: Invalid query at byte 17: expected a value after '==', "
+                            "found the end of the query"),
+            std::string::npos)
+      << failed.err;
 
   const auto status = runProgram(context.get(), {TROVADEX_CLI, "status"});
   EXPECT_EQ(status.status, 0) << status.err;
