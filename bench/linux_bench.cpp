@@ -1,5 +1,5 @@
 // Linux adapters: the round trip of a notification through the session bus, and the writing
-// and reading of a 1500-message results batch on a pasteboard.
+// and reading of a 2000-message results batch on a pasteboard.
 //
 // When no session bus is configured the benchmark starts a private one (GLib's test bus), so it
 // never touches the user's own; pasteboards go to a temporary folder.
@@ -130,10 +130,10 @@ void BM_SignalRoundTrip(benchmark::State& state) {
 }
 BENCHMARK(BM_SignalRoundTrip)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
-// A batch shaped like the plug-in's: 1500 message records of 40 attributes each.
+// A batch shaped like the plug-in's: 2000 message records of 40 attributes each.
 Value resultsBatch() {
   Value::Array messages;
-  for (int i = 0; i < 1500; ++i) {
+  for (int i = 0; i < 2000; ++i) {
     Value::Dictionary attributes;
     for (int a = 0; a < 20; ++a) {
       attributes["kMDItemText" + std::to_string(a)] =
@@ -160,7 +160,7 @@ Value resultsBatch() {
         {"index", Value::unsignedInteger(static_cast<std::uint64_t>(i))}}));
   }
   return Value(Value::Dictionary{{"messages", Value(std::move(messages))},
-                                 {"foundItemCount", Value::unsignedInteger(1500)},
+                                 {"foundItemCount", Value::unsignedInteger(2000)},
                                  {"batchNumber", Value::unsignedInteger(1)},
                                  {"queryString", Value("invoice")},
                                  {"uniqueName", Value("bench-1")},
@@ -217,7 +217,7 @@ void BM_PasteboardReadBatch(benchmark::State& state) {
 }
 BENCHMARK(BM_PasteboardReadBatch)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// The two writers the pasteboard could use, on the same batch: the reason it writes XML.
+// The two forms a pasteboard can hold, on the same batch: why batches are written in binary.
 void BM_EncodeBatch(benchmark::State& state) {
   const Value& batch = sharedBatch();
   const auto format = state.range(0) == 0 ? trovadex::foundation::PropertyListFormat::Binary

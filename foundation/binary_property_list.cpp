@@ -22,6 +22,7 @@ namespace {
 constexpr std::string_view kMagic = "bplist00";
 constexpr std::size_t kTrailerSize = 32;
 constexpr std::uint64_t kInt64Max = std::numeric_limits<std::int64_t>::max();
+constexpr std::size_t kLongestSharedText = 48;
 
 enum Marker : unsigned char {
   kFalse = 0x08,
@@ -46,7 +47,27 @@ unsigned widthFor(std::uint64_t number) {
 }
 
 void putBigEndian(std::string& out, std::uint64_t number, unsigned width) {
-  for (unsigned i = width; i > 0; --i) out.push_back(static_cast<char>(number >> (8 * (i - 1))));
+  char bytes[8];
+  for (unsigned i = 0; i < width; ++i) bytes[i] = static_cast<char>(number >> (8 * (width - 1 - i)));
+  out.append(bytes, width);
+}
+
+// Whether the text is plain ASCII without NUL, looked at eight bytes at a time.
+bool isPlainAscii(std::string_view text) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080ull;
+  constexpr std::uint64_t kLowBits = 0x0101010101010101ull;
+  std::size_t i = 0;
+  for (; i + 8 <= text.size(); i += 8) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text.data() + i, sizeof word);
+    // A high bit set, or a zero byte (the classic has-zero-byte test).
+    if ((word & kHighBits) != 0 || ((word - kLowBits) & ~word & kHighBits) != 0) return false;
+  }
+  for (; i < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    if (c == 0 || c >= 0x80) return false;
+  }
+  return true;
 }
 
 void putDouble(std::string& out, unsigned char marker, double number) {
@@ -128,21 +149,48 @@ void appendUtf8(std::string& out, std::uint32_t cp) {
   }
 }
 
-// Objects in one value tree, an upper bound (strings are counted before uniquing).
-std::uint64_t objectCount(const Value& value) {
-  std::uint64_t count = 1;
-  if (const Value::Array* elements = value.asArray()) {
-    for (const Value& element : *elements) count += objectCount(element);
+// The size of one value tree: its objects (an upper bound: strings are counted before uniquing)
+// and the bytes of its strings and data, from which the writer sizes its buffers up front.
+struct TreeSize {
+  std::uint64_t objects = 0;
+  std::uint64_t payload = 0;
+};
+
+void measure(const Value& value, TreeSize& size) {
+  ++size.objects;
+  if (const std::string* text = value.asString()) {
+    size.payload += text->size();
+  } else if (const Value::Bytes* bytes = value.asData()) {
+    size.payload += bytes->size();
+  } else if (const Value::Array* elements = value.asArray()) {
+    for (const Value& element : *elements) measure(element, size);
   } else if (const Value::Dictionary* entries = value.asDictionary()) {
-    count += entries->size();
-    for (const auto& entry : *entries) count += objectCount(entry.second);
+    size.objects += entries->size();
+    for (const auto& entry : *entries) {
+      size.payload += entry.first.size();
+      measure(entry.second, size);
+    }
   }
-  return count;
+}
+
+TreeSize treeSize(const Value& root) {
+  TreeSize size;
+  measure(root, size);
+  return size;
 }
 
 class Writer {
  public:
-  explicit Writer(const Value& root) : referenceWidth_(widthFor(objectCount(root))) {
+  explicit Writer(const Value& root) : Writer(treeSize(root)) {}
+
+  explicit Writer(TreeSize size) : referenceWidth_(widthFor(size.objects)) {
+    // Every object costs a marker, a few bytes of count or number, a reference from its
+    // container and an offset; reserving for that keeps a large batch from being copied as it
+    // grows.
+    out_.reserve(kMagic.size() + size.payload + size.objects * (6 + 2 * referenceWidth_) +
+                 kTrailerSize);
+    offsets_.reserve(size.objects);
+    strings_.reserve(size.objects / 2);
     out_.append(kMagic);
   }
 
@@ -174,14 +222,13 @@ class Writer {
   }
 
   std::optional<std::uint64_t> writeString(std::string_view text, const char* what) {
-    if (auto known = strings_.find(text); known != strings_.end()) return known->second;
-    bool ascii = true;
-    for (char c : text) {
-      if (c == '\0' || static_cast<unsigned char>(c) >= 0x80) {
-        ascii = false;
-        break;
-      }
+    // Keys and short texts repeat from record to record and are written once; long ones (paths,
+    // subjects) rarely do, and hashing them costs more than it saves.
+    const bool shared = text.size() <= kLongestSharedText;
+    if (shared) {
+      if (auto known = strings_.find(text); known != strings_.end()) return known->second;
     }
+    const bool ascii = isPlainAscii(text);
     if (!ascii) {
       if (auto problem = checkPropertyListText(text, what)) return fail(*problem);
     }
@@ -195,7 +242,7 @@ class Writer {
       putCounted(out_, kUtf16String, units);
       out_.append(encoded);
     }
-    strings_.emplace(text, object);
+    if (shared) strings_.emplace(text, object);
     return object;
   }
 
@@ -210,8 +257,12 @@ class Writer {
   }
 
   void putReferences(std::size_t from) {
+    std::size_t at = out_.size();
+    out_.resize(at + (references_.size() - from) * referenceWidth_);
     for (std::size_t i = from; i < references_.size(); ++i) {
-      putBigEndian(out_, references_[i], referenceWidth_);
+      for (unsigned k = 0; k < referenceWidth_; ++k) {
+        out_[at++] = static_cast<char>(references_[i] >> (8 * (referenceWidth_ - 1 - k)));
+      }
     }
     references_.resize(from);
   }
@@ -285,16 +336,19 @@ class Writer {
       }
       case Value::Kind::Dictionary: {
         const Value::Dictionary& entries = *value.asDictionary();
+        // Slots for the key references, then the value references; the children's own
+        // references stack up above them while they are written.
         const std::size_t mark = references_.size();
+        references_.resize(mark + 2 * entries.size());
+        std::size_t slot = mark;
         for (const auto& entry : entries) {
           const std::optional<std::uint64_t> key = writeString(entry.first, "dictionary key");
           if (!key) return key;
-          references_.push_back(*key);
-        }
-        for (const auto& entry : entries) {
+          references_[slot] = *key;
           const std::optional<std::uint64_t> child = write(entry.second, depth + 1);
           if (!child) return child;
-          references_.push_back(*child);
+          references_[slot + entries.size()] = *child;
+          ++slot;
         }
         const std::uint64_t object = begin();
         putCounted(out_, kDictionary, entries.size());
@@ -456,6 +510,7 @@ class Reader {
         return std::nullopt;
       }
       std::string_view raw = bytes_.substr(at, *length);
+      if (isPlainAscii(raw)) return std::string(raw);
       if (raw.find('\0') != std::string_view::npos) {
         fail("The binary property list has a string with a NUL character, which cannot be read.");
         return std::nullopt;

@@ -83,13 +83,18 @@ TEST(BinaryPropertyList, TextOfEveryLengthAndScript) {
   }
 }
 
-TEST(BinaryPropertyList, RepeatedStringsAreStoredOnce) {
-  const std::string longText(1000, 'r');
-  const Result<std::string> once = encodeBinaryPropertyList(Value(Value::Array{longText}));
+TEST(BinaryPropertyList, RepeatedKeysAndShortTextsAreStoredOnce) {
+  // A batch repeats every attribute name in every record, and many short values.
+  const std::string key = "kMDItemContentCreationDate";
+  const std::string text = "Quarterly report for the northern region";
+  auto record = [&] { return Value(Value::Dictionary{{key, Value(text)}}); };
+  const Result<std::string> once = encodeBinaryPropertyList(Value(Value::Array{record()}));
   const Result<std::string> tenTimes =
-      encodeBinaryPropertyList(Value(Value::Array(10, Value(longText))));
+      encodeBinaryPropertyList(Value(Value::Array(10, record())));
   ASSERT_TRUE(once.ok() && tenTimes.ok());
-  EXPECT_LT(tenTimes.value().size(), once.value().size() + 100);
+  // Each further record costs its dictionary marker, two references and an offset.
+  EXPECT_LT(tenTimes.value().size(), once.value().size() + 9 * 8);
+  EXPECT_EQ(decodeBinaryPropertyList(tenTimes.value()).value(), Value(Value::Array(10, record())));
 }
 
 // What we write, libplist reads as the same tree; what libplist writes, we read.
