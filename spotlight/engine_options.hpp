@@ -34,8 +34,10 @@ struct EngineOptions {
   std::chrono::milliseconds firstDeliveryInterval{10};
   std::size_t deliveryCount = 1000;
   std::chrono::milliseconds deliveryInterval{100};
-  std::size_t deliveryCap = 10000;
-  std::size_t deliveryBacklog = 20000;
+  // Each waiting item holds its decoded attributes (a few kilobytes with every attribute
+  // fetched), so these two bound the memory of a broad search.
+  std::size_t deliveryCap = 5000;
+  std::size_t deliveryBacklog = 5000;
 };
 
 }  // namespace trovadex::spotlight
