@@ -4,15 +4,9 @@
 #include <unicode/uniset.h>
 #include <unicode/unistr.h>
 
-#include <algorithm>
 
 namespace trovadex::spotlight {
 namespace {
-
-bool isAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(),
-                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
 
 // The ICU objects are immutable once made (the set is frozen), so all threads share them.
 struct Normalizers {
@@ -36,16 +30,20 @@ const Normalizers& normalizers() {
 
 }  // namespace
 
-std::string foldText(std::string_view text, FoldOptions options) {
-  if (isAscii(text)) {
-    std::string out(text);
-    if (options.caseInsensitive) {
-      for (char& c : out) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-      }
-    }
-    return out;
+namespace {
+
+bool isAsciiByte(char c) { return static_cast<unsigned char>(c) < 0x80; }
+
+void appendAscii(std::string& out, std::string_view text, FoldOptions options) {
+  const std::size_t from = out.size();
+  out.append(text);
+  if (!options.caseInsensitive) return;
+  for (std::size_t i = from; i < out.size(); ++i) {
+    if (out[i] >= 'A' && out[i] <= 'Z') out[i] = static_cast<char>(out[i] - 'A' + 'a');
   }
+}
+
+void appendWithIcu(std::string& out, std::string_view text, FoldOptions options) {
   const Normalizers& n = normalizers();
   UErrorCode status = U_ZERO_ERROR;
   icu::UnicodeString unicode = icu::UnicodeString::fromUTF8(
@@ -63,8 +61,33 @@ std::string foldText(std::string_view text, FoldOptions options) {
   }
   icu::UnicodeString composed = n.nfc->normalize(unicode, status);
   if (U_FAILURE(status)) composed = unicode;
-  std::string out;
   composed.toUTF8String(out);
+}
+
+}  // namespace
+
+std::string foldText(std::string_view text, FoldOptions options) {
+  std::string out;
+  out.reserve(text.size());
+  // Most mail is ASCII with a few other characters here and there: ASCII stretches fold
+  // directly and only the rest goes through ICU. The ASCII character just before other text
+  // goes with it, because a combining mark that follows composes with it (or is stripped
+  // from it); an ASCII character never combines with what comes before it.
+  std::size_t at = 0;
+  while (at < text.size()) {
+    std::size_t other = at;
+    while (other < text.size() && isAsciiByte(text[other])) ++other;
+    if (other == text.size()) {
+      appendAscii(out, text.substr(at), options);
+      break;
+    }
+    const std::size_t start = other > at ? other - 1 : other;
+    appendAscii(out, text.substr(at, start - at), options);
+    std::size_t end = other;
+    while (end < text.size() && !isAsciiByte(text[end])) ++end;
+    appendWithIcu(out, text.substr(start, end - start), options);
+    at = end;
+  }
   return out;
 }
 

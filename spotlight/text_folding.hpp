@@ -2,7 +2,8 @@
 //
 // Every text is first brought to NFC. Case folding is Unicode full case folding (so "Straße"
 // folds to "strasse"); diacritic folding decomposes, drops nonspacing marks and recomposes (so
-// "Frédéric" folds to "Frederic"). Pure ASCII input takes a fast path with the same result.
+// "Frédéric" folds to "Frederic"). ASCII stretches take a fast path with the same result, so
+// mostly-ASCII text costs little more than a copy.
 // Safe from any thread.
 #pragma once
 
