@@ -48,7 +48,8 @@ unsigned widthFor(std::uint64_t number) {
 
 void putBigEndian(std::string& out, std::uint64_t number, unsigned width) {
   char bytes[8];
-  for (unsigned i = 0; i < width; ++i) bytes[i] = static_cast<char>(number >> (8 * (width - 1 - i)));
+  for (unsigned i = 0; i < width; ++i)
+    bytes[i] = static_cast<char>(number >> (8 * (width - 1 - i)));
   out.append(bytes, width);
 }
 

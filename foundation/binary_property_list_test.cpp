@@ -89,8 +89,7 @@ TEST(BinaryPropertyList, RepeatedKeysAndShortTextsAreStoredOnce) {
   const std::string text = "Quarterly report for the northern region";
   auto record = [&] { return Value(Value::Dictionary{{key, Value(text)}}); };
   const Result<std::string> once = encodeBinaryPropertyList(Value(Value::Array{record()}));
-  const Result<std::string> tenTimes =
-      encodeBinaryPropertyList(Value(Value::Array(10, record())));
+  const Result<std::string> tenTimes = encodeBinaryPropertyList(Value(Value::Array(10, record())));
   ASSERT_TRUE(once.ok() && tenTimes.ok());
   // Each further record costs its dictionary marker, two references and an offset.
   EXPECT_LT(tenTimes.value().size(), once.value().size() + 9 * 8);

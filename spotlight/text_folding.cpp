@@ -4,7 +4,6 @@
 #include <unicode/uniset.h>
 #include <unicode/unistr.h>
 
-
 namespace trovadex::spotlight {
 namespace {
 
