@@ -43,11 +43,4 @@ class SortedResults {
   std::vector<Entry> entries_;
 };
 
-// The attribute names a sort on sortingAttribute compares, the attribute itself first.
-std::vector<std::string> sortKeysForAttribute(const std::string& sortingAttribute);
-
-// Orders two attribute values: negative, zero or positive. Nil comes first; numbers compare by
-// value whatever their kind, strings by their bytes, dates by time; other kinds by kind only.
-int compareAttributeValues(const foundation::Value& a, const foundation::Value& b);
-
 }  // namespace trovadex::companion
