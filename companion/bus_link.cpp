@@ -1,5 +1,7 @@
 #include "companion/bus_link.hpp"
 
+#include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <utility>
 
@@ -44,6 +46,7 @@ Result<std::unique_ptr<BusLink>> BusLink::open(GMainContext* context, Notificati
   std::unique_ptr<BusLink> link(
       new BusLink(std::move(connection).value(),
                   std::make_unique<Delivery>(Delivery{std::move(receiver), std::move(problem)})));
+  link->context_ = context;
   // Signals are delivered to the context that is the thread's default when subscribing.
   g_main_context_push_thread_default(context);
   const std::string interface(linux_platform::kNotificationInterface);
@@ -55,9 +58,12 @@ Result<std::unique_ptr<BusLink>> BusLink::open(GMainContext* context, Notificati
 }
 
 BusLink::BusLink(GObjectPtr<GDBusConnection> connection, std::unique_ptr<Delivery> delivery)
-    : connection_(std::move(connection)), delivery_(std::move(delivery)) {}
+    : connection_(std::move(connection)),
+      cancellable_(g_cancellable_new()),
+      delivery_(std::move(delivery)) {}
 
 BusLink::~BusLink() {
+  g_cancellable_cancel(cancellable_.get());
   // GDBus drops queued deliveries of a subscription that is gone, so delivery_ is not used after
   // this, even by signals already waiting in the context.
   if (subscription_ != 0) g_dbus_connection_signal_unsubscribe(connection_.get(), subscription_);
@@ -120,6 +126,39 @@ Result<bool> BusLink::requestCompanionName() {
   guint32 result = 0;
   g_variant_get(reply.value().get(), "(u)", &result);
   return result == kPrimaryOwner || result == kAlreadyOwner;
+}
+
+void BusLink::startService(const std::string& name, std::chrono::milliseconds timeout,
+                           std::function<void(Status)> done) {
+  auto* pending = new std::function<void(Status)>(std::move(done));
+  // The reply is delivered to the context that is the thread's default when calling.
+  g_main_context_push_thread_default(context_);
+  g_dbus_connection_call(
+      connection_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+      "StartServiceByName", g_variant_new("(su)", name.c_str(), 0u), G_VARIANT_TYPE("(u)"),
+      G_DBUS_CALL_FLAGS_NONE, static_cast<gint>(std::clamp<std::int64_t>(timeout.count(), 1, G_MAXINT)),
+      cancellable_.get(),
+      [](GObject* source, GAsyncResult* result, gpointer data) {
+        std::unique_ptr<std::function<void(Status)>> done(
+            static_cast<std::function<void(Status)>*>(data));
+        GError* error = nullptr;
+        GVariantPtr reply(
+            g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &error));
+        GErrorPtr owned(error);
+        // A cancelled call belongs to a link that is gone.
+        if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED)) return;
+        try {
+          if (!reply) {
+            (*done)(busError(error, "The bus could not start the service"));
+          } else {
+            (*done)(Status{});
+          }
+        } catch (...) {
+          // No exception may unwind through GDBus; the caller waits on its own timeout.
+        }
+      },
+      pending);
+  g_main_context_pop_thread_default(context_);
 }
 
 Status BusLink::flush() {

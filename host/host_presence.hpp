@@ -1,0 +1,56 @@
+// HostPresence: the host's own well-known bus name, and its exit when no client is left.
+//
+// The host claims kMailHostBusName without queueing once it serves (a second host on the same
+// bus, for another library, runs on without it, which the log says). With an idle time, it
+// watches the bus names that clients own: once none of them has had an owner for the whole idle
+// time, onIdle runs once. The watch starts idle, so a host started for a client that is already
+// gone also ends. Construct, use and destroy on the main thread; onIdle runs there.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "linux/glib_ptr.hpp"
+#include "platform/console.hpp"
+
+namespace trovadex::host {
+
+class HostPresence {
+ public:
+  // Shares connection; subscriptions and the idle timer deliver on the thread-default context.
+  HostPresence(GDBusConnection* connection, std::shared_ptr<platform::Console> console,
+               std::vector<std::string> clientNames, std::optional<std::chrono::seconds> idleTime,
+               std::function<void()> onIdle);
+  // Stops watching and gives the name up.
+  ~HostPresence();
+  HostPresence(const HostPresence&) = delete;
+  HostPresence& operator=(const HostPresence&) = delete;
+
+  // Whether the host holds its well-known name.
+  bool ownsName() const { return ownsName_; }
+
+ private:
+  void claimName();
+  void clientAppeared(const std::string& name);
+  void clientVanished(const std::string& name);
+  void stopTimer();
+
+  // Immutable after construction.
+  const linux_platform::GObjectPtr<GDBusConnection> connection_;
+  const std::shared_ptr<platform::Console> console_;
+  const std::optional<std::chrono::seconds> idleTime_;
+  const std::function<void()> onIdle_;
+
+  bool ownsName_ = false;
+  std::vector<guint> watches_;
+  std::set<std::string> presentClients_;
+  linux_platform::GSourcePtr timer_;
+  bool idleReported_ = false;
+};
+
+}  // namespace trovadex::host
