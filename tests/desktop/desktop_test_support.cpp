@@ -1,0 +1,94 @@
+#include "tests/desktop/desktop_test_support.hpp"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+
+#include "companion/desktop_entry.hpp"
+#include "linux/session_bus.hpp"
+#include "tests/e2e/e2e_support.hpp"
+
+namespace trovadex::desktop_testing {
+
+std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* context,
+                                                               int messages, int seed) {
+  const char* dataHome = std::getenv("XDG_DATA_HOME");
+  if (dataHome == nullptr) {
+    ADD_FAILURE() << "XDG_DATA_HOME is not set; run the test through ctest";
+    return std::nullopt;
+  }
+  const std::string library = std::string(dataHome) + "/trovadex";
+  const auto sample =
+      e2e::runProgram(context, {TROVADEX_MAILHOST, "sample", "--messages",
+                                std::to_string(messages), "--seed", std::to_string(seed)});
+  if (sample.status != 0) {
+    ADD_FAILURE() << "sample: " << sample.err;
+    return std::nullopt;
+  }
+  const auto install =
+      e2e::runProgram(context, {TROVADEX_MAILHOST, "install-plugin", "--bundle",
+                                TROVADEX_PLUGIN_BUNDLE});
+  if (install.status != 0) {
+    ADD_FAILURE() << "install-plugin: " << install.err;
+    return std::nullopt;
+  }
+  if (auto entry = companion::installDesktopEntry(dataHome, TROVADEX_CLI); !entry) {
+    ADD_FAILURE() << entry.error().localizedDescription;
+    return std::nullopt;
+  }
+  {
+    e2e::ChildProcess host(context, {TROVADEX_MAILHOST, "run", "--alert-response", "2"});
+    if (!host.waitForLogLine("Indexer: in step with the store", e2e::kStepTimeout)) {
+      ADD_FAILURE() << "the host did not index the store: " << host.log();
+      return std::nullopt;
+    }
+    host.sendSignal(SIGTERM);
+    if (host.waitForExit(e2e::kStepTimeout) != 0) {
+      ADD_FAILURE() << "the host did not stop cleanly: " << host.log();
+      return std::nullopt;
+    }
+  }
+  auto manifest = mailstore::readSampleManifest(mailstore::sampleManifestPath(library));
+  if (!manifest) {
+    ADD_FAILURE() << manifest.error().localizedDescription;
+    return std::nullopt;
+  }
+  return std::move(manifest).value();
+}
+
+NameWatch::NameWatch(GMainContext* context, const std::string& name) : context_(context) {
+  auto connection = linux_platform::openSessionBus();
+  if (!connection) {
+    ADD_FAILURE() << connection.error().localizedDescription;
+    return;
+  }
+  connection_ = std::move(connection).value();
+  g_main_context_push_thread_default(context_);
+  watch_ = g_bus_watch_name_on_connection(
+      connection_.get(), name.c_str(), G_BUS_NAME_WATCHER_FLAGS_NONE,
+      [](GDBusConnection*, const gchar*, const gchar*, gpointer data) {
+        auto* self = static_cast<NameWatch*>(data);
+        self->known_ = true;
+        self->owned_ = true;
+      },
+      [](GDBusConnection*, const gchar*, gpointer data) {
+        auto* self = static_cast<NameWatch*>(data);
+        self->known_ = true;
+        self->owned_ = false;
+      },
+      this, nullptr);
+  g_main_context_pop_thread_default(context_);
+}
+
+NameWatch::~NameWatch() {
+  if (watch_ != 0) g_bus_unwatch_name(watch_);
+  if (connection_) g_dbus_connection_close_sync(connection_.get(), nullptr, nullptr);
+}
+
+bool NameWatch::waitForOwner(bool present, std::chrono::milliseconds timeout) {
+  return e2e::iterateUntil(
+      context_, [&] { return known_ && owned_ == present; }, timeout);
+}
+
+}  // namespace trovadex::desktop_testing

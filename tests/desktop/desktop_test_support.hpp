@@ -1,0 +1,44 @@
+// Helpers of the desktop tests: a user's mail library made ready in the default place, and a
+// watch on a well-known bus name.
+//
+// The tests run under run_isolated.sh with a bus that starts the build tree's programs on demand,
+// so the default library ($XDG_DATA_HOME/trovadex) is private to the test. Test thread only.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "linux/glib_ptr.hpp"
+#include "mailstore/sample_manifest.hpp"
+
+namespace trovadex::desktop_testing {
+
+// Writes a sample store of the given size into the default library, installs the plug-in and
+// the companion's desktop entry, and has a host index the store once and stop, so that a host
+// started later serves every message at once. Fails the test (and returns nothing) on error.
+std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* context,
+                                                               int messages, int seed);
+
+// Follows whether a well-known name has an owner on the session bus; changes are seen while
+// the context is iterated.
+class NameWatch {
+ public:
+  NameWatch(GMainContext* context, const std::string& name);
+  ~NameWatch();
+  NameWatch(const NameWatch&) = delete;
+  NameWatch& operator=(const NameWatch&) = delete;
+
+  // Iterates the context until the name's owner is (or is not) there; false when time runs out.
+  bool waitForOwner(bool present, std::chrono::milliseconds timeout);
+  bool hasOwner() const { return owned_; }
+
+ private:
+  GMainContext* context_;
+  linux_platform::GObjectPtr<GDBusConnection> connection_;
+  guint watch_ = 0;
+  bool known_ = false;  // the watch has reported the name's state
+  bool owned_ = false;
+};
+
+}  // namespace trovadex::desktop_testing
