@@ -2,7 +2,8 @@
 // that the bus starts when the shell first asks it (see search_provider.hpp).
 //
 // It owns org.trovadex.SearchProvider, serves calls until SIGTERM or SIGINT, and, with
-// --idle-exit, exits once no call has come for that many seconds. Exit status: 0 after a clean
+// --idle-exit, exits once no call has come for that many seconds; it also exits when the bus
+// goes away. Exit status: 0 after a clean
 // stop, 1 when the bus or the name cannot be had, 2 for a wrong command line.
 #include <glib-unix.h>
 
@@ -129,19 +130,29 @@ int main(int argc, char** argv) {
   }
 
   // The name is asked for once the object is there, so that the first call finds it.
+  // The name is lost when another process has it, or when the bus goes away after it was ours.
   struct NameState {
     GMainLoop* loop;
-    bool lost = false;
+    bool acquired = false;
+    bool refused = false;
   } name{loop.get()};
   const guint owner = g_bus_own_name_on_connection(
       bus.value().get(), desktop::kSearchProviderBusName, G_BUS_NAME_OWNER_FLAGS_DO_NOT_QUEUE,
-      nullptr,
+      [](GDBusConnection*, const gchar*, gpointer data) {
+        static_cast<NameState*>(data)->acquired = true;
+      },
       [](GDBusConnection*, const gchar*, gpointer data) {
         auto* state = static_cast<NameState*>(data);
-        state->lost = true;
+        if (!state->acquired) state->refused = true;
         g_main_loop_quit(state->loop);
       },
       &name, nullptr);
+  // The session is over when the bus closes the connection.
+  g_signal_connect(bus.value().get(), "closed",
+                   G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, gpointer data) {
+                     g_main_loop_quit(static_cast<GMainLoop*>(data));
+                   }),
+                   loop.get());
   for (int signal : {SIGTERM, SIGINT}) {
     g_unix_signal_add(
         signal,
@@ -155,7 +166,7 @@ int main(int argc, char** argv) {
   g_bus_unown_name(owner);
   provider.value().reset();
   g_dbus_connection_flush_sync(bus.value().get(), nullptr, nullptr);
-  if (name.lost) {
+  if (name.refused) {
     std::fprintf(stderr, "trovadex-search-provider: the bus name %s is not ours\n",
                  desktop::kSearchProviderBusName);
     return 1;

@@ -21,12 +21,20 @@ HostPresence::HostPresence(GDBusConnection* connection,
                            std::shared_ptr<platform::Console> console,
                            std::vector<std::string> clientNames,
                            std::optional<std::chrono::seconds> idleTime,
-                           std::function<void()> onIdle)
+                           std::function<void()> leave)
     : connection_(G_DBUS_CONNECTION(g_object_ref(connection))),
       console_(std::move(console)),
       idleTime_(idleTime),
-      onIdle_(std::move(onIdle)) {
+      leave_(std::move(leave)) {
   claimName();
+  closedHandler_ = g_signal_connect(
+      connection_.get(), "closed",
+      G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, gpointer data) {
+        auto* self = static_cast<HostPresence*>(data);
+        lp::runGuarded(self->console_.get(), "bus closed",
+                       [&] { self->leaveOnce("the session bus has closed the connection"); });
+      }),
+      this);
   if (!idleTime_) return;
   console_->writeLine("Mail host: exits after " + std::to_string(idleTime_->count()) +
                       " s without a client");
@@ -51,6 +59,7 @@ HostPresence::HostPresence(GDBusConnection* connection,
 
 HostPresence::~HostPresence() {
   stopTimer();
+  g_signal_handler_disconnect(connection_.get(), closedHandler_);
   // No callback of a watch runs after this returns.
   for (guint watch : watches_) g_bus_unwatch_name(watch);
   if (ownsName_) {
@@ -93,24 +102,28 @@ void HostPresence::clientAppeared(const std::string& name) {
 
 void HostPresence::clientVanished(const std::string& name) {
   presentClients_.erase(name);
-  if (!presentClients_.empty() || idleReported_ || timer_) return;
+  if (!idleTime_ || !presentClients_.empty() || left_ || timer_) return;
   const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(*idleTime_);
   timer_.reset(g_timeout_source_new(static_cast<guint>(milliseconds.count())));
   g_source_set_callback(
       timer_.get(),
       [](gpointer data) -> gboolean {
         auto* self = static_cast<HostPresence*>(data);
-        lp::runGuarded(self->console_.get(), "idle exit", [&] {
-          self->idleReported_ = true;
-          self->console_->writeLine("Mail host: no client for " +
-                                    std::to_string(self->idleTime_->count()) + " s; exiting");
-          self->onIdle_();
-        });
         self->timer_.reset();
+        lp::runGuarded(self->console_.get(), "idle exit", [&] {
+          self->leaveOnce("no client for " + std::to_string(self->idleTime_->count()) + " s");
+        });
         return G_SOURCE_REMOVE;
       },
       this, nullptr);
   g_source_attach(timer_.get(), g_main_context_get_thread_default());
+}
+
+void HostPresence::leaveOnce(const std::string& why) {
+  if (left_) return;
+  left_ = true;
+  console_->writeLine("Mail host: " + why + "; exiting");
+  leave_();
 }
 
 void HostPresence::stopTimer() {

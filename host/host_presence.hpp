@@ -1,10 +1,12 @@
-// HostPresence: the host's own well-known bus name, and its exit when no client is left.
+// HostPresence: the host's own well-known bus name, and its exit when no client is left or the
+// session bus has gone.
 //
 // The host claims kMailHostBusName without queueing once it serves (a second host on the same
 // bus, for another library, runs on without it, which the log says). With an idle time, it
 // watches the bus names that clients own: once none of them has had an owner for the whole idle
-// time, onIdle runs once. The watch starts idle, so a host started for a client that is already
-// gone also ends. Construct, use and destroy on the main thread; onIdle runs there.
+// time, leave runs once. The watch starts idle, so a host started for a client that is already
+// gone also ends. Whatever the idle time, leave runs when the bus closes the connection (the
+// session is over). Construct, use and destroy on the main thread; leave runs there.
 #pragma once
 
 #include <chrono>
@@ -25,7 +27,7 @@ class HostPresence {
   // Shares connection; subscriptions and the idle timer deliver on the thread-default context.
   HostPresence(GDBusConnection* connection, std::shared_ptr<platform::Console> console,
                std::vector<std::string> clientNames, std::optional<std::chrono::seconds> idleTime,
-               std::function<void()> onIdle);
+               std::function<void()> leave);
   // Stops watching and gives the name up.
   ~HostPresence();
   HostPresence(const HostPresence&) = delete;
@@ -39,18 +41,20 @@ class HostPresence {
   void clientAppeared(const std::string& name);
   void clientVanished(const std::string& name);
   void stopTimer();
+  void leaveOnce(const std::string& why);
 
   // Immutable after construction.
   const linux_platform::GObjectPtr<GDBusConnection> connection_;
   const std::shared_ptr<platform::Console> console_;
   const std::optional<std::chrono::seconds> idleTime_;
-  const std::function<void()> onIdle_;
+  const std::function<void()> leave_;
 
   bool ownsName_ = false;
   std::vector<guint> watches_;
   std::set<std::string> presentClients_;
   linux_platform::GSourcePtr timer_;
-  bool idleReported_ = false;
+  gulong closedHandler_ = 0;
+  bool left_ = false;  // leave has run
 };
 
 }  // namespace trovadex::host

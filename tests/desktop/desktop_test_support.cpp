@@ -57,6 +57,26 @@ std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* con
   return std::move(manifest).value();
 }
 
+bool waitForFile(GMainContext* context, const std::string& path,
+                 std::chrono::milliseconds timeout) {
+  linux_platform::GObjectPtr<GFile> file(g_file_new_for_path(path.c_str()));
+  linux_platform::GObjectPtr<GFile> folder(g_file_get_parent(file.get()));
+  g_main_context_push_thread_default(context);
+  linux_platform::GObjectPtr<GFileMonitor> monitor(g_file_monitor_directory(
+      folder.get(), G_FILE_MONITOR_WATCH_MOVES, nullptr, nullptr));
+  g_main_context_pop_thread_default(context);
+  if (!monitor) {
+    ADD_FAILURE() << "cannot watch the folder of " << path;
+    return false;
+  }
+  // Each event wakes the context; the condition is checked after it.
+  g_signal_connect(monitor.get(), "changed", G_CALLBACK(+[](GFileMonitor*, GFile*, GFile*,
+                                                            GFileMonitorEvent, gpointer) {}),
+                   nullptr);
+  return e2e::iterateUntil(
+      context, [&] { return g_file_test(path.c_str(), G_FILE_TEST_EXISTS); }, timeout);
+}
+
 NameWatch::NameWatch(GMainContext* context, const std::string& name) : context_(context) {
   auto connection = linux_platform::openSessionBus();
   if (!connection) {

@@ -20,6 +20,10 @@ namespace trovadex::desktop_testing {
 std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* context,
                                                                int messages, int seed);
 
+// Iterates the context until the file exists (its folder is watched); false when time runs out.
+bool waitForFile(GMainContext* context, const std::string& path,
+                 std::chrono::milliseconds timeout);
+
 // Follows whether a well-known name has an owner on the session bus; changes are seen while
 // the context is iterated.
 class NameWatch {
