@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "companion/message_copy.hpp"
-#include "desktop/desktop_launcher.hpp"
+#include "companion/desktop_launcher.hpp"
 
 
 namespace trovadex::desktop {
@@ -190,7 +190,7 @@ void SearchProvider::activateResult(const std::string& identifier,
     returnError(invocation, kOpenFailedError, copy.error().localizedDescription);
     return;
   }
-  if (auto opened = openWithDefaultProgram(copy.value(), kMessageContentType); !opened) {
+  if (auto opened = companion::openWithDefaultProgram(copy.value(), kMessageContentType); !opened) {
     returnError(invocation, kOpenFailedError, opened.error().localizedDescription);
     return;
   }
@@ -203,7 +203,7 @@ void SearchProvider::launchSearch(GVariant* terms, GDBusMethodInvocation* invoca
     g_dbus_method_invocation_return_value(invocation, nullptr);
     return;
   }
-  if (auto started = runInTerminal({options_.trovadexProgram, "search", "--text", text, "--live"});
+  if (auto started = companion::runInTerminal({options_.trovadexProgram, "search", "--text", text, "--live"});
       !started) {
     returnError(invocation, kOpenFailedError, started.error().localizedDescription);
     return;

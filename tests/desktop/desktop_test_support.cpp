@@ -4,8 +4,10 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 
 #include "companion/desktop_entry.hpp"
+#include "linux/atomic_file.hpp"
 #include "linux/session_bus.hpp"
 #include "tests/e2e/e2e_support.hpp"
 
@@ -55,6 +57,29 @@ std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* con
     return std::nullopt;
   }
   return std::move(manifest).value();
+}
+
+void installStandInMailReader() {
+  const std::string dataHome = std::getenv("XDG_DATA_HOME");
+  const std::string configHome = std::getenv("XDG_CONFIG_HOME");
+  ASSERT_TRUE(linux_platform::writeFileAtomically(
+                  dataHome + "/applications/trovadex-test-reader.desktop",
+                  "[Desktop Entry]\nType=Application\nName=Test Reader\n"
+                  "Exec=" TROVADEX_FAKE_PROGRAMS "/trovadex-test-mail-reader %f\n"
+                  "MimeType=message/rfc822;\n",
+                  false)
+                  .ok());
+  ASSERT_TRUE(linux_platform::writeFileAtomically(
+                  configHome + "/mimeapps.list",
+                  "[Default Applications]\nmessage/rfc822=trovadex-test-reader.desktop\n", false)
+                  .ok());
+}
+
+std::vector<std::string> fileLines(const std::string& path) {
+  std::vector<std::string> lines;
+  std::ifstream stream(path);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
 }
 
 bool waitForFile(GMainContext* context, const std::string& path,

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "linux/glib_ptr.hpp"
 #include "mailstore/sample_manifest.hpp"
@@ -19,6 +20,13 @@ namespace trovadex::desktop_testing {
 // started later serves every message at once. Fails the test (and returns nothing) on error.
 std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* context,
                                                                int messages, int seed);
+
+// Makes the stand-in mail program in fake_programs/ the desktop's program for message/rfc822; it
+// records the files it is given in <test root>/opened.
+void installStandInMailReader();
+
+// The file's lines.
+std::vector<std::string> fileLines(const std::string& path);
 
 // Iterates the context until the file exists (its folder is watched); false when time runs out.
 bool waitForFile(GMainContext* context, const std::string& path,

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
 #include <sstream>
 
 #include "linux/atomic_file.hpp"
@@ -131,31 +130,6 @@ std::string authorName(const mailstore::SampleManifest& manifest) {
   return {};
 }
 
-// Makes the stand-in mail program the desktop's program for message/rfc822.
-void installMailReader() {
-  const std::string dataHome = std::getenv("XDG_DATA_HOME");
-  const std::string configHome = std::getenv("XDG_CONFIG_HOME");
-  ASSERT_TRUE(lp::writeFileAtomically(dataHome + "/applications/trovadex-test-reader.desktop",
-                                      "[Desktop Entry]\nType=Application\nName=Test Reader\n"
-                                      "Exec=" TROVADEX_FAKE_PROGRAMS
-                                      "/trovadex-test-mail-reader %f\n"
-                                      "MimeType=message/rfc822;\n",
-                                      false)
-                  .ok());
-  ASSERT_TRUE(lp::writeFileAtomically(configHome + "/mimeapps.list",
-                                      "[Default Applications]\n"
-                                      "message/rfc822=trovadex-test-reader.desktop\n",
-                                      false)
-                  .ok());
-}
-
-std::vector<std::string> fileLines(const std::string& path) {
-  std::vector<std::string> lines;
-  std::ifstream stream(path);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
-}
-
 TEST(SearchProvider, AnswersEveryMethodOfTheShellStartingTheHostOnDemand) {
   lp::GMainContextPtr context(g_main_context_new());
   const auto manifest = prepareDefaultLibrary(context.get(), 300, 9);
@@ -164,7 +138,7 @@ TEST(SearchProvider, AnswersEveryMethodOfTheShellStartingTheHostOnDemand) {
   ASSERT_FALSE(name.empty());
   const std::string givenName = name.substr(0, name.find(' '));
   const std::string surname = name.substr(name.rfind(' ') + 1);
-  installMailReader();
+  installStandInMailReader();
   NameWatch host(context.get(), std::string(lp::kMailHostBusName));
   ASSERT_TRUE(host.waitForOwner(false, e2e::kStepTimeout)) << "a host runs before the search";
 

@@ -1,10 +1,10 @@
-#include "desktop/desktop_launcher.hpp"
+#include "companion/desktop_launcher.hpp"
 
 #include <gio/gio.h>
 
 #include "linux/glib_ptr.hpp"
 
-namespace trovadex::desktop {
+namespace trovadex::companion {
 
 using foundation::Error;
 using foundation::Status;
@@ -58,4 +58,4 @@ Status runInTerminal(const std::vector<std::string>& command) {
   return {};
 }
 
-}  // namespace trovadex::desktop
+}  // namespace trovadex::companion

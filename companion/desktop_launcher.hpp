@@ -12,7 +12,7 @@
 
 #include "foundation/error.hpp"
 
-namespace trovadex::desktop {
+namespace trovadex::companion {
 
 inline constexpr const char* kLauncherErrorDomain = "TrovadexLauncherErrorDomain";
 
@@ -23,4 +23,4 @@ foundation::Status openWithDefaultProgram(const std::string& path, const std::st
 // x-terminal-emulator, as `x-terminal-emulator -e COMMAND...`.
 foundation::Status runInTerminal(const std::vector<std::string>& command);
 
-}  // namespace trovadex::desktop
+}  // namespace trovadex::companion
