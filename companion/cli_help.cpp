@@ -62,9 +62,9 @@ answered, 2 usage, 3 none answered within the timeout (default 10 seconds).
 
 constexpr const char* kShow = R"(Usage: trovadex show MESSAGE [--raw] [--timeout SECONDS]
 
-MESSAGE is a library ID (as search --format json prints it; the plug-in is asked for its file)
-or the path of a message file (.emlx or .eml). Prints the message's From, To, Cc, Date and
-Subject, its attachments and its text body; --raw prints the message's RFC 822 bytes instead.
+MESSAGE is a library ID (the "libraryID" of a search's json output; the plug-in is asked for
+its file) or the path of a message file (.emlx or .eml). Prints the message's From, To, Cc,
+Date and Subject, its attachments and its text body; --raw prints its RFC 822 bytes instead.
 Exit status: 0 shown, 1 no such message or it cannot be read, 2 usage, 3 no plug-in answered.
 )";
 
