@@ -136,14 +136,13 @@ void BusLink::startService(const std::string& name, std::chrono::milliseconds ti
   g_dbus_connection_call(
       connection_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
       "StartServiceByName", g_variant_new("(su)", name.c_str(), 0u), G_VARIANT_TYPE("(u)"),
-      G_DBUS_CALL_FLAGS_NONE, static_cast<gint>(std::clamp<std::int64_t>(timeout.count(), 1, G_MAXINT)),
-      cancellable_.get(),
+      G_DBUS_CALL_FLAGS_NONE,
+      static_cast<gint>(std::clamp<std::int64_t>(timeout.count(), 1, G_MAXINT)), cancellable_.get(),
       [](GObject* source, GAsyncResult* result, gpointer data) {
         std::unique_ptr<std::function<void(Status)>> done(
             static_cast<std::function<void(Status)>*>(data));
         GError* error = nullptr;
-        GVariantPtr reply(
-            g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &error));
+        GVariantPtr reply(g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &error));
         GErrorPtr owned(error);
         // A cancelled call belongs to a link that is gone.
         if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED)) return;

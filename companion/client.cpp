@@ -71,9 +71,7 @@ Result<PluginInfo> Client::connect(std::chrono::milliseconds timeout, bool check
   };
   // Only an answer to this Connect counts: one held from earlier says nothing about now.
   const std::uint64_t answersBefore = core_->connectAnswers();
-  const auto answered = [&] {
-    return interrupted_ || core_->connectAnswers() > answersBefore;
-  };
+  const auto answered = [&] { return interrupted_ || core_->connectAnswers() > answersBefore; };
   const auto sendConnect = [&]() -> foundation::Status {
     core_->connect(checkVersion);
     return link_->flush();

@@ -43,8 +43,8 @@ Located locate(const std::string& word, std::chrono::milliseconds timeout, std::
   auto path = locateMessage(client.get(), word, timeout);
   if (!path) {
     say(err, path.error().localizedDescription);
-    return {{}, path.error().code == kLookupNoPlugin ? exit_code::kNoPlugin
-                                                     : exit_code::kNoneFound};
+    return {{},
+            path.error().code == kLookupNoPlugin ? exit_code::kNoPlugin : exit_code::kNoneFound};
   }
   return {path.value(), exit_code::kFound};
 }
@@ -73,8 +73,7 @@ int runShowCommand(const ShowArguments& arguments, std::ostream& out, std::FILE*
   }
   auto message = mailstore::parseMessage(bytes.value());
   if (!message) {
-    say(err, located.path + " holds no readable message: " +
-                 message.error().localizedDescription);
+    say(err, located.path + " holds no readable message: " + message.error().localizedDescription);
     return exit_code::kNoneFound;
   }
   out << messageText(message.value());

@@ -40,7 +40,8 @@ foundation::Result<std::string> writeOpenableCopy(const std::string& messagePath
   const std::filesystem::path parent = std::filesystem::path(folder).parent_path();
   if (!parent.empty()) {
     if (parent.has_parent_path()) g_mkdir_with_parents(parent.parent_path().c_str(), 0700);
-    if (auto made = linux_platform::ensurePrivateDirectory(parent.string()); !made) return made.error();
+    if (auto made = linux_platform::ensurePrivateDirectory(parent.string()); !made)
+      return made.error();
   }
   if (auto made = linux_platform::ensurePrivateDirectory(folder); !made) return made.error();
   const std::string copy = folder + "/" + name + ".eml";

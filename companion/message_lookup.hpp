@@ -16,7 +16,7 @@ namespace trovadex::companion {
 
 inline constexpr const char* kMessageLookupErrorDomain = "TrovadexMessageLookupErrorDomain";
 // Codes of kMessageLookupErrorDomain.
-inline constexpr std::int64_t kNoSuchMessage = 1;  // no message has the ID, or no file the path
+inline constexpr std::int64_t kNoSuchMessage = 1;   // no message has the ID, or no file the path
 inline constexpr std::int64_t kLookupNoPlugin = 2;  // the plug-in did not answer or failed
 
 // Whether the word names a message by its library ID.

@@ -53,8 +53,10 @@ std::string messageText(const mailstore::ParsedMessage& message) {
   if (!message.attachments.empty()) {
     text += "Attachments:\n";
     for (const auto& attachment : message.attachments) {
-      text += "  " + printable(attachment.name, false) + " (" + printable(attachment.mimeType, false);
-      text += attachment.bodyStripped ? ", not in the message file" : ", " + sizeText(attachment.encodedSize);
+      text +=
+          "  " + printable(attachment.name, false) + " (" + printable(attachment.mimeType, false);
+      text += attachment.bodyStripped ? ", not in the message file"
+                                      : ", " + sizeText(attachment.encodedSize);
       text += ")\n";
     }
   }

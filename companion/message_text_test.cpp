@@ -41,8 +41,7 @@ TEST(MessageText, ShowsFieldsAttachmentsAndBodyWithoutControlCharacters) {
   for (auto position : {from, to, date, subject, attachment, body}) {
     EXPECT_NE(position, std::string::npos) << text;
   }
-  EXPECT_TRUE(from < to && to < date && date < subject && subject < attachment &&
-              attachment < body)
+  EXPECT_TRUE(from < to && to < date && date < subject && subject < attachment && attachment < body)
       << text;
   EXPECT_EQ(text.back(), '\n');
   EXPECT_EQ(text.find("Cc:"), std::string::npos) << "a field the message lacks is left out";

@@ -3,9 +3,8 @@
 #include <exception>
 #include <vector>
 
-#include "companion/message_copy.hpp"
 #include "companion/desktop_launcher.hpp"
-
+#include "companion/message_copy.hpp"
 
 namespace trovadex::desktop {
 
@@ -79,9 +78,9 @@ Result<std::unique_ptr<SearchProvider>> SearchProvider::exportOn(GDBusConnection
   std::unique_ptr<SearchProvider> provider(new SearchProvider(connection, std::move(options)));
   static const GDBusInterfaceVTable kVTable{&SearchProvider::onMethodCall, nullptr, nullptr, {}};
   GError* error = nullptr;
-  provider->registration_ = g_dbus_connection_register_object(
-      connection, kSearchProviderObjectPath, interfaceInfo(), &kVTable, provider.get(), nullptr,
-      &error);
+  provider->registration_ =
+      g_dbus_connection_register_object(connection, kSearchProviderObjectPath, interfaceInfo(),
+                                        &kVTable, provider.get(), nullptr, &error);
   if (provider->registration_ == 0) {
     Error failure{"TrovadexSearchProviderErrorDomain", 1,
                   std::string("Could not export the search provider: ") +
@@ -203,7 +202,8 @@ void SearchProvider::launchSearch(GVariant* terms, GDBusMethodInvocation* invoca
     g_dbus_method_invocation_return_value(invocation, nullptr);
     return;
   }
-  if (auto started = companion::runInTerminal({options_.trovadexProgram, "search", "--text", text, "--live"});
+  if (auto started =
+          companion::runInTerminal({options_.trovadexProgram, "search", "--text", text, "--live"});
       !started) {
     returnError(invocation, kOpenFailedError, started.error().localizedDescription);
     return;

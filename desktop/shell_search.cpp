@@ -71,7 +71,8 @@ Result<std::vector<ShellResult>> ShellSearch::find(const std::vector<std::string
     case companion::SearchOutcome::Running:
     case companion::SearchOutcome::Interrupted:
     case companion::SearchOutcome::Replaced:
-      return Error{kShellSearchErrorDomain, kNoPlugin, "The mail plug-in did not finish the search"};
+      return Error{kShellSearchErrorDomain, kNoPlugin,
+                   "The mail plug-in did not finish the search"};
   }
   remember(newest.results());
   return newest.results();

@@ -17,8 +17,7 @@ constexpr guint32 kPrimaryOwner = 1;
 
 }  // namespace
 
-HostPresence::HostPresence(GDBusConnection* connection,
-                           std::shared_ptr<platform::Console> console,
+HostPresence::HostPresence(GDBusConnection* connection, std::shared_ptr<platform::Console> console,
                            std::vector<std::string> clientNames,
                            std::optional<std::chrono::seconds> idleTime,
                            std::function<void()> leave)

@@ -30,7 +30,8 @@ std::optional<std::filesystem::path> builtPluginBundle() {
   const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
   if (error) return std::nullopt;
   const std::filesystem::path prefix = executable.parent_path().parent_path();
-  for (const auto& candidate : {prefix / kPluginBundleName, prefix / "lib/trovadex" / kPluginBundleName}) {
+  for (const auto& candidate :
+       {prefix / kPluginBundleName, prefix / "lib/trovadex" / kPluginBundleName}) {
     if (std::filesystem::is_directory(candidate, error)) return candidate.lexically_normal();
   }
   return std::nullopt;

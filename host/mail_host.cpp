@@ -4,8 +4,8 @@
 
 #include "foundation/clock.hpp"
 #include "host/bundle_loader.hpp"
-#include "host/host_presence.hpp"
 #include "host/exit_status.hpp"
+#include "host/host_presence.hpp"
 #include "host/info_dictionary_bundle.hpp"
 #include "host/library_layout.hpp"
 #include "host/library_lock.hpp"
@@ -142,9 +142,9 @@ foundation::Result<std::unique_ptr<MailHost>> MailHost::start(lp::MainLoop& loop
   parts->bundleLoader->loadBundles(bundles);
   parts->console->writeLine("Mail host running on the library " + options.library.string());
   // An idle host only quits the loop: runMailHost then shuts it down as after a signal.
-  parts->presence = std::make_unique<HostPresence>(bus.value().get(), parts->console,
-                                                   kClientBusNames, options.idleExit,
-                                                   [&loop] { loop.quit(); });
+  parts->presence =
+      std::make_unique<HostPresence>(bus.value().get(), parts->console, kClientBusNames,
+                                     options.idleExit, [&loop] { loop.quit(); });
   return std::unique_ptr<MailHost>(new MailHost(std::move(parts)));
 }
 

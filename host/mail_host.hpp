@@ -35,10 +35,10 @@ class MailHost {
   MailHost(const MailHost&) = delete;
   MailHost& operator=(const MailHost&) = delete;
 
-  // The orderly stop, in this order: give the well-known bus name up, post the in-process will-terminate notification (bundles
-  // answer it at once), stop the indexer, cancel every engine query and join the engine's
-  // threads, flush the defaults file, join the global pool, hand every posted bus signal to the
-  // bus, and quit the main loop. Idempotent.
+  // The orderly stop, in this order: give the well-known bus name up, post the in-process
+  // will-terminate notification (bundles answer it at once), stop the indexer, cancel every engine
+  // query and join the engine's threads, flush the defaults file, join the global pool, hand every
+  // posted bus signal to the bus, and quit the main loop. Idempotent.
   void shutdown();
 
  private:

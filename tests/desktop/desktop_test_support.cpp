@@ -13,8 +13,8 @@
 
 namespace trovadex::desktop_testing {
 
-std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* context,
-                                                               int messages, int seed) {
+std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* context, int messages,
+                                                               int seed) {
   const char* dataHome = std::getenv("XDG_DATA_HOME");
   if (dataHome == nullptr) {
     ADD_FAILURE() << "XDG_DATA_HOME is not set; run the test through ctest";
@@ -22,15 +22,14 @@ std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* con
   }
   const std::string library = std::string(dataHome) + "/trovadex";
   const auto sample =
-      e2e::runProgram(context, {TROVADEX_MAILHOST, "sample", "--messages",
-                                std::to_string(messages), "--seed", std::to_string(seed)});
+      e2e::runProgram(context, {TROVADEX_MAILHOST, "sample", "--messages", std::to_string(messages),
+                                "--seed", std::to_string(seed)});
   if (sample.status != 0) {
     ADD_FAILURE() << "sample: " << sample.err;
     return std::nullopt;
   }
-  const auto install =
-      e2e::runProgram(context, {TROVADEX_MAILHOST, "install-plugin", "--bundle",
-                                TROVADEX_PLUGIN_BUNDLE});
+  const auto install = e2e::runProgram(
+      context, {TROVADEX_MAILHOST, "install-plugin", "--bundle", TROVADEX_PLUGIN_BUNDLE});
   if (install.status != 0) {
     ADD_FAILURE() << "install-plugin: " << install.err;
     return std::nullopt;
@@ -87,16 +86,16 @@ bool waitForFile(GMainContext* context, const std::string& path,
   linux_platform::GObjectPtr<GFile> file(g_file_new_for_path(path.c_str()));
   linux_platform::GObjectPtr<GFile> folder(g_file_get_parent(file.get()));
   g_main_context_push_thread_default(context);
-  linux_platform::GObjectPtr<GFileMonitor> monitor(g_file_monitor_directory(
-      folder.get(), G_FILE_MONITOR_WATCH_MOVES, nullptr, nullptr));
+  linux_platform::GObjectPtr<GFileMonitor> monitor(
+      g_file_monitor_directory(folder.get(), G_FILE_MONITOR_WATCH_MOVES, nullptr, nullptr));
   g_main_context_pop_thread_default(context);
   if (!monitor) {
     ADD_FAILURE() << "cannot watch the folder of " << path;
     return false;
   }
   // Each event wakes the context; the condition is checked after it.
-  g_signal_connect(monitor.get(), "changed", G_CALLBACK(+[](GFileMonitor*, GFile*, GFile*,
-                                                            GFileMonitorEvent, gpointer) {}),
+  g_signal_connect(monitor.get(), "changed",
+                   G_CALLBACK(+[](GFileMonitor*, GFile*, GFile*, GFileMonitorEvent, gpointer) {}),
                    nullptr);
   return e2e::iterateUntil(
       context, [&] { return g_file_test(path.c_str(), G_FILE_TEST_EXISTS); }, timeout);

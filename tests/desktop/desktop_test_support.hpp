@@ -18,8 +18,8 @@ namespace trovadex::desktop_testing {
 // Writes a sample store of the given size into the default library, installs the plug-in and
 // the companion's desktop entry, and has a host index the store once and stop, so that a host
 // started later serves every message at once. Fails the test (and returns nothing) on error.
-std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* context,
-                                                               int messages, int seed);
+std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* context, int messages,
+                                                               int seed);
 
 // Makes the stand-in mail program in fake_programs/ the desktop's program for message/rfc822; it
 // records the files it is given in <test root>/opened.
@@ -29,8 +29,7 @@ void installStandInMailReader();
 std::vector<std::string> fileLines(const std::string& path);
 
 // Iterates the context until the file exists (its folder is watched); false when time runs out.
-bool waitForFile(GMainContext* context, const std::string& path,
-                 std::chrono::milliseconds timeout);
+bool waitForFile(GMainContext* context, const std::string& path, std::chrono::milliseconds timeout);
 
 // Follows whether a well-known name has an owner on the session bus; changes are seen while
 // the context is iterated.

@@ -52,8 +52,7 @@ TEST(HostActivation, ANameWithoutAServiceFailsTheConnectWithTheBussReason) {
   auto connected = client.value()->connect(2s);
   ASSERT_FALSE(connected.ok());
   EXPECT_EQ(connected.error().code, companion::kNoPluginAnswered);
-  EXPECT_NE(connected.error().localizedDescription.find("could not be started"),
-            std::string::npos)
+  EXPECT_NE(connected.error().localizedDescription.find("could not be started"), std::string::npos)
       << connected.error().localizedDescription;
   EXPECT_NE(connected.error().localizedDescription.find("org.trovadex.NoSuchService"),
             std::string::npos)

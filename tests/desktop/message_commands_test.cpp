@@ -47,8 +47,8 @@ TEST(MessageCommands, ShowAndOpenAMessageByLibraryIDOrPath) {
   // without the .emlx framing.
   const std::string rawCopy = e2e::testRoot() + "/raw.eml";
   const auto raw = e2e::runProgram(
-      context.get(), {"/bin/sh", "-c", "exec \"$0\" show \"$1\" --raw > \"$2\"", TROVADEX_CLI,
-                      path, rawCopy});
+      context.get(),
+      {"/bin/sh", "-c", "exec \"$0\" show \"$1\" --raw > \"$2\"", TROVADEX_CLI, path, rawCopy});
   ASSERT_EQ(raw.status, 0) << raw.err;
   auto file = mailstore::readEmlxFile(path);
   ASSERT_TRUE(file.ok());

@@ -47,10 +47,10 @@ class ShellCaller {
   CallResult call(const char* method, GVariant* arguments, const char* replyType) {
     CallResult result;
     GError* error = nullptr;
-    result.reply.reset(g_dbus_connection_call_sync(
-        bus_.get(), kProviderName, kProviderPath, kInterface, method, arguments,
-        G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE,
-        static_cast<int>(e2e::kStepTimeout.count()), nullptr, &error));
+    result.reply.reset(
+        g_dbus_connection_call_sync(bus_.get(), kProviderName, kProviderPath, kInterface, method,
+                                    arguments, G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE,
+                                    static_cast<int>(e2e::kStepTimeout.count()), nullptr, &error));
     if (error != nullptr) {
       gchar* remote = g_dbus_error_get_remote_error(error);
       result.errorName = remote != nullptr ? remote : "";
@@ -62,18 +62,17 @@ class ShellCaller {
   }
 
   std::vector<std::string> initialResultSet(const std::vector<std::string>& terms) {
-    auto result = call("GetInitialResultSet", g_variant_new("(^as)", termVector(terms).data()),
-                       "(as)");
+    auto result =
+        call("GetInitialResultSet", g_variant_new("(^as)", termVector(terms).data()), "(as)");
     EXPECT_TRUE(result.reply) << result.errorName << ": " << result.errorMessage;
     return result.reply ? identifiers(result.reply.get()) : std::vector<std::string>{};
   }
 
   std::vector<std::string> subsearchResultSet(const std::vector<std::string>& previous,
                                               const std::vector<std::string>& terms) {
-    auto result = call("GetSubsearchResultSet",
-                       g_variant_new("(^as^as)", termVector(previous).data(),
-                                     termVector(terms).data()),
-                       "(as)");
+    auto result = call(
+        "GetSubsearchResultSet",
+        g_variant_new("(^as^as)", termVector(previous).data(), termVector(terms).data()), "(as)");
     EXPECT_TRUE(result.reply) << result.errorName << ": " << result.errorMessage;
     return result.reply ? identifiers(result.reply.get()) : std::vector<std::string>{};
   }
@@ -170,12 +169,9 @@ TEST(SearchProvider, AnswersEveryMethodOfTheShellStartingTheHostOnDemand) {
   EXPECT_LE(narrowed.size(), kMostResults);
 
   // Activating a result hands an .eml copy of its message to the desktop's mail program.
-  auto activated = shell.call("ActivateResult", g_variant_new("(s^asu)", ids.front().c_str(),
-                                                              std::vector<const gchar*>{
-                                                                  surname.c_str(), nullptr}
-                                                                  .data(),
-                                                              0u),
-                              "()");
+  const std::vector<const gchar*> terms{surname.c_str(), nullptr};
+  auto activated = shell.call(
+      "ActivateResult", g_variant_new("(s^asu)", ids.front().c_str(), terms.data(), 0u), "()");
   ASSERT_TRUE(activated.reply) << activated.errorName << ": " << activated.errorMessage;
   const std::string root = e2e::testRoot();
   ASSERT_TRUE(waitForFile(context.get(), root + "/opened", e2e::kStepTimeout));
@@ -190,12 +186,8 @@ TEST(SearchProvider, AnswersEveryMethodOfTheShellStartingTheHostOnDemand) {
   EXPECT_EQ(copy.value().find("<?xml"), std::string::npos) << "the .emlx trailer was copied";
 
   // Launching the search opens a live text search in the user's terminal.
-  auto launched =
-      shell.call("LaunchSearch",
-                 g_variant_new("(^asu)",
-                               std::vector<const gchar*>{surname.c_str(), "report", nullptr}.data(),
-                               0u),
-                 "()");
+  const std::vector<const gchar*> launchTerms{surname.c_str(), "report", nullptr};
+  auto launched = shell.call("LaunchSearch", g_variant_new("(^asu)", launchTerms.data(), 0u), "()");
   ASSERT_TRUE(launched.reply) << launched.errorName << ": " << launched.errorMessage;
   ASSERT_TRUE(waitForFile(context.get(), root + "/terminal", e2e::kStepTimeout));
   const auto terminal = fileLines(root + "/terminal");
