@@ -26,6 +26,9 @@ constexpr guint32 kQueueBehindOwners = 0;
 constexpr guint32 kPrimaryOwner = 1;
 constexpr guint32 kAlreadyOwner = 4;
 
+// How many turns of the context a closing link gives its cancelled service starts to report.
+constexpr int kDrainPasses = 100;
+
 Result<GVariantPtr> callBusDaemon(GDBusConnection* connection, const char* method,
                                   GVariant* arguments, const char* replyType) {
   GError* error = nullptr;
@@ -60,13 +63,19 @@ Result<std::unique_ptr<BusLink>> BusLink::open(GMainContext* context, Notificati
 BusLink::BusLink(GObjectPtr<GDBusConnection> connection, std::unique_ptr<Delivery> delivery)
     : connection_(std::move(connection)),
       cancellable_(g_cancellable_new()),
+      pendingStarts_(std::make_shared<int>(0)),
       delivery_(std::move(delivery)) {}
 
 BusLink::~BusLink() {
-  g_cancellable_cancel(cancellable_.get());
   // GDBus drops queued deliveries of a subscription that is gone, so delivery_ is not used after
   // this, even by signals already waiting in the context.
   if (subscription_ != 0) g_dbus_connection_signal_unsubscribe(connection_.get(), subscription_);
+  // A cancelled call still reports, on the context: let pending starts end here, so that none
+  // outlives the link (they then return at once, without calling back).
+  g_cancellable_cancel(cancellable_.get());
+  for (int pass = 0; *pendingStarts_ > 0 && pass < kDrainPasses; ++pass) {
+    g_main_context_iteration(context_, FALSE);
+  }
   if (ownsNameRequest_) {
     const std::string name(kCompanionBusName);
     callBusDaemon(connection_.get(), "ReleaseName", g_variant_new("(s)", name.c_str()), "(u)");
@@ -130,7 +139,12 @@ Result<bool> BusLink::requestCompanionName() {
 
 void BusLink::startService(const std::string& name, std::chrono::milliseconds timeout,
                            std::function<void(Status)> done) {
-  auto* pending = new std::function<void(Status)>(std::move(done));
+  struct Pending {
+    std::function<void(Status)> done;
+    std::shared_ptr<int> count;
+  };
+  ++*pendingStarts_;
+  auto* pending = new Pending{std::move(done), pendingStarts_};
   // The reply is delivered to the context that is the thread's default when calling.
   g_main_context_push_thread_default(context_);
   g_dbus_connection_call(
@@ -139,8 +153,8 @@ void BusLink::startService(const std::string& name, std::chrono::milliseconds ti
       G_DBUS_CALL_FLAGS_NONE,
       static_cast<gint>(std::clamp<std::int64_t>(timeout.count(), 1, G_MAXINT)), cancellable_.get(),
       [](GObject* source, GAsyncResult* result, gpointer data) {
-        std::unique_ptr<std::function<void(Status)>> done(
-            static_cast<std::function<void(Status)>*>(data));
+        std::unique_ptr<Pending> pending(static_cast<Pending*>(data));
+        --*pending->count;
         GError* error = nullptr;
         GVariantPtr reply(g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &error));
         GErrorPtr owned(error);
@@ -148,9 +162,9 @@ void BusLink::startService(const std::string& name, std::chrono::milliseconds ti
         if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED)) return;
         try {
           if (!reply) {
-            (*done)(busError(error, "The bus could not start the service"));
+            pending->done(busError(error, "The bus could not start the service"));
           } else {
-            (*done)(Status{});
+            pending->done(Status{});
           }
         } catch (...) {
           // No exception may unwind through GDBus; the caller waits on its own timeout.

@@ -71,6 +71,7 @@ class BusLink {
   GMainContext* context_ = nullptr;  // where signals and service starts are delivered
   // Cancelled when the link goes, so that no pending call reaches it afterwards.
   linux_platform::GObjectPtr<GCancellable> cancellable_;
+  std::shared_ptr<int> pendingStarts_;  // service starts not yet reported, shared with each
   std::unique_ptr<Delivery> delivery_;  // the subscription's data; outlives the subscription
   guint subscription_ = 0;
   bool ownsNameRequest_ = false;
