@@ -2,7 +2,8 @@
 # The Debian package made from the build tree: it installs (dpkg -x into a scratch root) the
 # layout the desktop expects, every file that a service, provider or unit file names is in the
 # package, the programs run from it, its dependencies name the session bus and the libraries,
-# and lintian (when installed) reports no error.
+# and lintian (when installed, and for a build that installs under /usr, as Debian packages do)
+# reports no error.
 # Usage: package_test.sh BUILD_DIR PREFIX. Skipped (77) where dpkg-deb or cpack is missing.
 set -u
 build=$1 prefix=$2
@@ -75,7 +76,9 @@ for needed in dbus-session-bus libglib2.0-0 libgmime-3.0-0 libsqlite3-0 libplist
     case $depends in *"$needed"*) ;; *) fail "Depends lacks $needed: $depends" ;; esac
 done
 
-if command -v lintian >/dev/null 2>&1; then
+if [ "$prefix" != /usr ]; then
+    echo "the build installs under $prefix, not /usr: lintian's check is left out"
+elif command -v lintian >/dev/null 2>&1; then
     errors=$(lintian "$deb" 2>/dev/null | grep '^E:')
     [ -z "$errors" ] || fail "lintian: $errors"
 else

@@ -7,10 +7,12 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <sstream>
 
 #include "linux/atomic_file.hpp"
 #include "linux/mail_host_bus_name.hpp"
+#include "linux/pasteboard_folder.hpp"
 #include "linux/session_bus.hpp"
 #include "mailstore/emlx.hpp"
 #include "tests/desktop/desktop_test_support.hpp"
@@ -129,6 +131,19 @@ std::string authorName(const mailstore::SampleManifest& manifest) {
   return {};
 }
 
+// The result batches still held in pasteboards: the type files inside the pasteboard folders.
+std::vector<std::string> heldBatches() {
+  std::vector<std::string> held;
+  std::error_code error;
+  const std::string root = lp::PasteboardFolder::defaultRoot();
+  for (const auto& pasteboard : std::filesystem::directory_iterator(root, error)) {
+    for (const auto& file : std::filesystem::directory_iterator(pasteboard.path(), error)) {
+      if (file.path().filename().string().front() != '.') held.push_back(file.path().string());
+    }
+  }
+  return held;
+}
+
 TEST(SearchProvider, AnswersEveryMethodOfTheShellStartingTheHostOnDemand) {
   lp::GMainContextPtr context(g_main_context_new());
   const auto manifest = prepareDefaultLibrary(context.get(), 300, 9);
@@ -196,6 +211,14 @@ TEST(SearchProvider, AnswersEveryMethodOfTheShellStartingTheHostOnDemand) {
   EXPECT_TRUE(terminal[1].ends_with("trovadex")) << terminal[1];
   EXPECT_EQ(std::vector<std::string>(terminal.begin() + 2, terminal.end()),
             (std::vector<std::string>{"search", "--text", surname + " report", "--live"}));
+
+  // The provider hands every batch back and cancels each search once it has its results: once
+  // a later search (sent after those commands, on the same connection) is answered, no batch is
+  // held any more.
+  EXPECT_TRUE(shell.initialResultSet({"zzqxvorpnotaword"}).empty());
+  const auto held = heldBatches();
+  EXPECT_TRUE(held.empty()) << held.size() << " batches held, the first "
+                            << (held.empty() ? "" : held.front());
 }
 
 TEST(SearchProvider, AnswersNoResultsForNoHitsAndForTermsWithoutWords) {
