@@ -35,7 +35,8 @@ TEST(MessageCommands, ShowAndOpenAMessageByLibraryIDOrPath) {
   const std::string path = match[1];
 
   // By library ID: the header fields, then the body that holds the planted word.
-  const auto shown = e2e::runProgram(context.get(), {TROVADEX_CLI, "show", libraryID});
+  const auto shown =
+      e2e::runProgram(context.get(), {TROVADEX_CLI, "show", libraryID, "--timeout", "60"});
   ASSERT_EQ(shown.status, 0) << shown.err;
   EXPECT_EQ(shown.out.rfind("From: ", 0), 0u) << shown.out;
   EXPECT_NE(shown.out.find("\nSubject: "), std::string::npos) << shown.out;
@@ -56,7 +57,8 @@ TEST(MessageCommands, ShowAndOpenAMessageByLibraryIDOrPath) {
   ASSERT_TRUE(rawBytes.ok());
   EXPECT_EQ(rawBytes.value(), file.value().message);
 
-  const auto unknownID = e2e::runProgram(context.get(), {TROVADEX_CLI, "show", "987654321"});
+  const auto unknownID =
+      e2e::runProgram(context.get(), {TROVADEX_CLI, "show", "987654321", "--timeout", "60"});
   EXPECT_EQ(unknownID.status, 1);
   EXPECT_NE(unknownID.err.find("No message has the ID 987654321"), std::string::npos)
       << unknownID.err;
@@ -66,7 +68,8 @@ TEST(MessageCommands, ShowAndOpenAMessageByLibraryIDOrPath) {
   EXPECT_NE(noFile.err.find("No message file at"), std::string::npos) << noFile.err;
 
   // Open hands an .eml copy to the desktop's program for message/rfc822.
-  const auto opened = e2e::runProgram(context.get(), {TROVADEX_CLI, "open", libraryID});
+  const auto opened =
+      e2e::runProgram(context.get(), {TROVADEX_CLI, "open", libraryID, "--timeout", "60"});
   ASSERT_EQ(opened.status, 0) << opened.err;
   const std::string record = e2e::testRoot() + "/opened";
   ASSERT_TRUE(waitForFile(context.get(), record, e2e::kStepTimeout));
