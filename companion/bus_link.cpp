@@ -70,6 +70,9 @@ BusLink::~BusLink() {
   // GDBus drops queued deliveries of a subscription that is gone, so delivery_ is not used after
   // this, even by signals already waiting in the context.
   if (subscription_ != 0) g_dbus_connection_signal_unsubscribe(connection_.get(), subscription_);
+  if (nameSubscription_ != 0) {
+    g_dbus_connection_signal_unsubscribe(connection_.get(), nameSubscription_);
+  }
   // A cancelled call still reports, on the context: let pending starts end here, so that none
   // outlives the link (they then return at once, without calling back).
   g_cancellable_cancel(cancellable_.get());
@@ -135,6 +138,28 @@ Result<bool> BusLink::requestCompanionName() {
   guint32 result = 0;
   g_variant_get(reply.value().get(), "(u)", &result);
   return result == kPrimaryOwner || result == kAlreadyOwner;
+}
+
+void BusLink::watchNameAppearing(const std::string& name, std::function<void()> appeared) {
+  if (nameSubscription_ != 0) return;
+  nameAppeared_ = std::make_unique<std::function<void()>>(std::move(appeared));
+  g_main_context_push_thread_default(context_);
+  nameSubscription_ = g_dbus_connection_signal_subscribe(
+      connection_.get(), "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+      "/org/freedesktop/DBus", name.c_str(), G_DBUS_SIGNAL_FLAGS_NONE,
+      [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+         GVariant* parameters, gpointer data) {
+        const gchar* newOwner = nullptr;
+        g_variant_get(parameters, "(&s&s&s)", nullptr, nullptr, &newOwner);
+        if (newOwner == nullptr || newOwner[0] == '\0') return;
+        try {
+          (*static_cast<std::function<void()>*>(data))();
+        } catch (...) {
+          // No exception may unwind through GDBus; a missed appearance costs only a wait.
+        }
+      },
+      nameAppeared_.get(), nullptr);
+  g_main_context_pop_thread_default(context_);
 }
 
 void BusLink::startService(const std::string& name, std::chrono::milliseconds timeout,

@@ -51,6 +51,10 @@ class BusLink {
   void startService(const std::string& name, std::chrono::milliseconds timeout,
                     std::function<void(foundation::Status)> done);
 
+  // Runs appeared on the context each time the well-known name gets an owner, for as long as the
+  // link lives. One name per link.
+  void watchNameAppearing(const std::string& name, std::function<void()> appeared);
+
   // Waits until everything posted has been handed to the bus.
   foundation::Status flush();
 
@@ -74,6 +78,8 @@ class BusLink {
   std::shared_ptr<int> pendingStarts_;  // service starts not yet reported, shared with each
   std::unique_ptr<Delivery> delivery_;  // the subscription's data; outlives the subscription
   guint subscription_ = 0;
+  std::unique_ptr<std::function<void()>> nameAppeared_;  // the name watch's data
+  guint nameSubscription_ = 0;
   bool ownsNameRequest_ = false;
 };
 

@@ -37,11 +37,10 @@ Result<std::unique_ptr<Client>> Client::open(ClientOptions options) {
   std::string root = options.pasteboardRoot.empty()
                          ? linux_platform::PasteboardFolder::defaultRoot()
                          : std::move(options.pasteboardRoot);
-  // A plug-in that starts while connect() waits is asked again.
-  options.events.pluginStarted = [self, announced = std::move(options.events.pluginStarted)] {
-    ++self->pluginStarts_;
-    if (announced) announced();
-  };
+  // A host that takes its name while connect() waits is asked again.
+  if (!self->activationName_.empty()) {
+    self->link_->watchNameAppearing(self->activationName_, [self] { ++self->hostAppearances_; });
+  }
   self->core_ = std::make_unique<ClientCore>(
       std::move(clientName), pid, std::string(kCompanionVersion),
       linux_platform::PasteboardFolder(std::move(root)),
@@ -90,10 +89,10 @@ Result<PluginInfo> Client::connect(std::chrono::milliseconds timeout, bool check
   }
   bool activationSeen = false;
   while (!done) {
-    const std::uint64_t startsBefore = pluginStarts_;
+    const std::uint64_t appearancesBefore = hostAppearances_;
     const bool event = iterateUntil(
         [&] {
-          return answered() || pluginStarts_ != startsBefore ||
+          return answered() || hostAppearances_ != appearancesBefore ||
                  (activation && activation->answered && !activationSeen);
         },
         remaining());
@@ -102,8 +101,8 @@ Result<PluginInfo> Client::connect(std::chrono::milliseconds timeout, bool check
     const bool hostStarted =
         activation && activation->answered && !activationSeen && !activation->failure;
     if (activation && activation->answered) activationSeen = true;
-    // A host that has just started may not have been listening yet when Connect went out.
-    if (hostStarted || pluginStarts_ != startsBefore) {
+    // A host that has just started was not listening yet when Connect went out.
+    if (hostStarted || hostAppearances_ != appearancesBefore) {
       if (auto flushed = sendConnect(); !flushed) return flushed.error();
     }
   }

@@ -66,9 +66,10 @@ class Client {
 
   // Sends Connect and waits for the plug-in's answer. When none comes within kActivationDelay,
   // asks the bus to start the activation name's service and sends Connect again once it runs
-  // (and whenever a plug-in announces its start). Fails with kNoPluginAnswered when no answer
-  // comes within timeout (its message says why the host could not be started, when the bus
-  // said), and with kConnectInterrupted when interrupt() is called meanwhile.
+  // (and whenever the name gets an owner: a host claims it once it serves). Fails with
+  // kNoPluginAnswered when no answer comes within timeout (its message says why the host could not
+  // be started, when the bus said), and with kConnectInterrupted when interrupt() is called
+  // meanwhile.
   foundation::Result<PluginInfo> connect(std::chrono::milliseconds timeout,
                                          bool checkVersion = true);
 
@@ -118,7 +119,7 @@ class Client {
   std::unique_ptr<BusLink> link_;
   std::unique_ptr<ClientCore> core_;
   bool interrupted_ = false;
-  std::uint64_t pluginStarts_ = 0;  // plug-ins that announced their start so far
+  std::uint64_t hostAppearances_ = 0;  // times the activation name got an owner
 };
 
 }  // namespace trovadex::companion

@@ -18,14 +18,14 @@ constexpr guint32 kPrimaryOwner = 1;
 }  // namespace
 
 HostPresence::HostPresence(GDBusConnection* connection, std::shared_ptr<platform::Console> console,
-                           std::vector<std::string> clientNames,
-                           std::optional<std::chrono::seconds> idleTime,
-                           std::function<void()> leave)
+                           Options options, std::function<void()> leave)
     : connection_(G_DBUS_CONNECTION(g_object_ref(connection))),
       console_(std::move(console)),
-      idleTime_(idleTime),
+      idleTime_(options.idleTime),
+      ready_(std::move(options.ready)),
       leave_(std::move(leave)) {
-  claimName();
+  readinessDeadline_ = std::chrono::steady_clock::now() + options.readinessWait;
+  claimWhenReady();
   closedHandler_ = g_signal_connect(
       connection_.get(), "closed",
       G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, gpointer data) {
@@ -39,7 +39,7 @@ HostPresence::HostPresence(GDBusConnection* connection, std::shared_ptr<platform
                       " s without a client");
   // A watch reports its name's current state first: with no client there, the idle timer starts
   // at once.
-  for (const auto& name : clientNames) {
+  for (const auto& name : options.clientNames) {
     watches_.push_back(g_bus_watch_name_on_connection(
         connection_.get(), name.c_str(), G_BUS_NAME_WATCHER_FLAGS_NONE,
         [](GDBusConnection*, const gchar* name, const gchar*, gpointer data) {
@@ -58,6 +58,7 @@ HostPresence::HostPresence(GDBusConnection* connection, std::shared_ptr<platform
 
 HostPresence::~HostPresence() {
   stopTimer();
+  if (readinessTimer_) g_source_destroy(readinessTimer_.get());
   g_signal_handler_disconnect(connection_.get(), closedHandler_);
   // No callback of a watch runs after this returns.
   for (guint watch : watches_) g_bus_unwatch_name(watch);
@@ -69,6 +70,30 @@ HostPresence::~HostPresence() {
         G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
     if (reply != nullptr) g_variant_unref(reply);
   }
+}
+
+void HostPresence::claimWhenReady() {
+  if (!ready_ || ready_()) {
+    claimName();
+    return;
+  }
+  if (std::chrono::steady_clock::now() >= readinessDeadline_) {
+    console_->writeLine("Mail host: serving while the index is still catching up");
+    claimName();
+    return;
+  }
+  readinessTimer_.reset(g_timeout_source_new(static_cast<guint>(kReadinessCheck.count())));
+  g_source_set_callback(
+      readinessTimer_.get(),
+      [](gpointer data) -> gboolean {
+        auto* self = static_cast<HostPresence*>(data);
+        // The source stays alive until its callback returns.
+        lp::GSourcePtr source = std::move(self->readinessTimer_);
+        lp::runGuarded(self->console_.get(), "readiness", [&] { self->claimWhenReady(); });
+        return G_SOURCE_REMOVE;
+      },
+      this, nullptr);
+  g_source_attach(readinessTimer_.get(), g_main_context_get_thread_default());
 }
 
 void HostPresence::claimName() {

@@ -54,6 +54,11 @@ struct MailHost::Parts {
 namespace {
 
 // The bus names that the companion application's clients own while they run: one per edition.
+// How long the host lets the index catch up with the store before it claims its bus name: a
+// client that had the host started searches as soon as the name is owned, and waits about ten
+// seconds in all.
+constexpr std::chrono::seconds kIndexReadinessWait{5};
+
 const std::vector<std::string> kClientBusNames{"org.trovadex.Trovadex",
                                                "org.trovadex.Trovadex.Store"};
 
@@ -141,10 +146,17 @@ foundation::Result<std::unique_ptr<MailHost>> MailHost::start(lp::MainLoop& loop
   }
   parts->bundleLoader->loadBundles(bundles);
   parts->console->writeLine("Mail host running on the library " + options.library.string());
-  // An idle host only quits the loop: runMailHost then shuts it down as after a signal.
-  parts->presence =
-      std::make_unique<HostPresence>(bus.value().get(), parts->console, kClientBusNames,
-                                     options.idleExit, [&loop] { loop.quit(); });
+  // The start-up pass is quick over an index kept from an earlier run; over a new one, a search
+  // made before it ends sees only part of the store. An idle host only quits the loop:
+  // runMailHost then shuts it down as after a signal.
+  mailstore::Indexer* indexer = parts->indexer.get();
+  HostPresence::Options presence;
+  presence.clientNames = kClientBusNames;
+  presence.idleTime = options.idleExit;
+  presence.ready = [indexer] { return indexer->waitUntilInStep(std::chrono::milliseconds(0)); };
+  presence.readinessWait = kIndexReadinessWait;
+  parts->presence = std::make_unique<HostPresence>(bus.value().get(), parts->console,
+                                                   std::move(presence), [&loop] { loop.quit(); });
   return std::unique_ptr<MailHost>(new MailHost(std::move(parts)));
 }
 

@@ -1,8 +1,9 @@
 // MailHost: the running mail host, wired from the Linux adapters, the search engine and the
 // message store, with the indexer keeping the index in step and the mail bundles loaded into it.
 //
-// start() wires everything, loads the bundles and then claims the host's well-known bus name, so
-// that a client which had the host started finds the plug-in listening; the caller then runs the
+// start() wires everything and loads the bundles; once the index is in step with the store (5 s
+// at most) the host claims its well-known bus name, so that a client which had the host started
+// finds the plug-in listening over a whole index; the caller then runs the
 // main loop until shutdown() (or until the loop is quit when the host has been idle for the time
 // its options give). Bundles are never unloaded. Main thread only.
 #pragma once
