@@ -25,7 +25,9 @@ HostPresence::HostPresence(GDBusConnection* connection, std::shared_ptr<platform
       ready_(std::move(options.ready)),
       leave_(std::move(leave)) {
   readinessDeadline_ = std::chrono::steady_clock::now() + options.readinessWait;
-  claimWhenReady();
+  // Even a host that is ready at once claims its name from the loop: what the bundles scheduled
+  // on it while loading (the plug-in starts listening there) comes first.
+  checkReadinessLater();
   closedHandler_ = g_signal_connect(
       connection_.get(), "closed",
       G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, gpointer data) {
@@ -82,6 +84,10 @@ void HostPresence::claimWhenReady() {
     claimName();
     return;
   }
+  checkReadinessLater();
+}
+
+void HostPresence::checkReadinessLater() {
   readinessTimer_.reset(g_timeout_source_new(static_cast<guint>(kReadinessCheck.count())));
   g_source_set_callback(
       readinessTimer_.get(),

@@ -2,8 +2,9 @@
 // session bus has gone.
 //
 // The host claims kMailHostBusName without queueing once it is ready to serve whole results:
-// when ready() first holds (checked every kReadinessCheck) or after readinessWait at most, since
-// a client that had the host started is waiting for the name. A second host on the same bus, for
+// when ready() first holds (checked from the loop every kReadinessCheck, the first time after
+// what was already scheduled there) or after readinessWait at most, since a client that had the
+// host started is waiting for the name. A second host on the same bus, for
 // another library, runs on without the name, which the log says. With an idle time, it
 // watches the bus names that clients own: once none of them has had an owner for the whole idle
 // time, leave runs once. The watch starts idle, so a host started for a client that is already
@@ -49,6 +50,7 @@ class HostPresence {
 
  private:
   void claimWhenReady();
+  void checkReadinessLater();
   void claimName();
   void clientAppeared(const std::string& name);
   void clientVanished(const std::string& name);

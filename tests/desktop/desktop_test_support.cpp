@@ -14,7 +14,7 @@
 namespace trovadex::desktop_testing {
 
 std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* context, int messages,
-                                                               int seed) {
+                                                               int seed, bool indexFirst) {
   const char* dataHome = std::getenv("XDG_DATA_HOME");
   if (dataHome == nullptr) {
     ADD_FAILURE() << "XDG_DATA_HOME is not set; run the test through ctest";
@@ -38,7 +38,7 @@ std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* con
     ADD_FAILURE() << entry.error().localizedDescription;
     return std::nullopt;
   }
-  {
+  if (indexFirst) {
     e2e::ChildProcess host(context, {TROVADEX_MAILHOST, "run", "--alert-response", "2"});
     if (!host.waitForLogLine("Indexer: in step with the store", e2e::kStepTimeout)) {
       ADD_FAILURE() << "the host did not index the store: " << host.log();

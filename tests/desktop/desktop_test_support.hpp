@@ -15,11 +15,12 @@
 
 namespace trovadex::desktop_testing {
 
-// Writes a sample store of the given size into the default library, installs the plug-in and
-// the companion's desktop entry, and has a host index the store once and stop, so that a host
-// started later serves every message at once. Fails the test (and returns nothing) on error.
+// Writes a sample store of the given size into the default library and installs the plug-in
+// and the companion's desktop entry; with indexFirst, a host indexes the store once and stops,
+// so that a host started later has nothing to catch up with. Fails the test (and returns
+// nothing) on error.
 std::optional<mailstore::SampleManifest> prepareDefaultLibrary(GMainContext* context, int messages,
-                                                               int seed);
+                                                               int seed, bool indexFirst = true);
 
 // Makes the stand-in mail program in fake_programs/ the desktop's program for message/rfc822; it
 // records the files it is given in <test root>/opened.
