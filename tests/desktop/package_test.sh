@@ -1,7 +1,7 @@
 #!/bin/sh
 # The Debian package made from the build tree: it installs (dpkg -x into a scratch root) the
 # layout the desktop expects, every file that a service, provider or unit file names is in the
-# package, the programs run from it, its dependencies name the session bus and the libraries,
+# package, systemd accepts the user unit, the programs run from it, its dependencies name the session bus and the libraries,
 # and lintian (when installed, and for a build that installs under /usr, as Debian packages do)
 # reports no error.
 # Usage: package_test.sh BUILD_DIR PREFIX. Skipped (77) where dpkg-deb or cpack is missing.
@@ -58,6 +58,15 @@ program=$(sed -n 's/^ExecStart=\([^ ]*\).*/\1/p' "$unit")
 [ -x "$root$program" ] || fail "the unit starts $program, which the package lacks"
 bundle=$(sed -n 's/^ExecStart=.*--bundle \([^ ]*\).*/\1/p' "$unit")
 [ -f "$root$bundle/Contents/Info.plist" ] || fail "the unit loads $bundle, which the package lacks"
+# systemd reads the unit as it stands (its program taken from the scratch root).
+if command -v systemd-analyze >/dev/null 2>&1; then
+    sed "s|^ExecStart=$program|ExecStart=$root$program|" "$unit" >"$scratch/trovadex-mailhost.service"
+    # It exits 0 over lines it ignores, so anything it says is a fault.
+    verified=$(systemd-analyze verify --man=no "$scratch/trovadex-mailhost.service" 2>&1)
+    [ $? -eq 0 ] && [ -z "$verified" ] || fail "systemd-analyze verify: $verified"
+else
+    echo "systemd-analyze is not installed; the unit's check is left out"
+fi
 ini=$p/share/gnome-shell/search-providers/org.trovadex.SearchProvider.ini
 desktop_id=$(sed -n 's/^DesktopId=//p' "$ini")
 [ -f "$p/share/applications/$desktop_id" ] || fail "the provider's desktop entry $desktop_id is missing"
