@@ -1,5 +1,7 @@
 #include "companion/bus_link.hpp"
 
+#include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <utility>
 
@@ -24,6 +26,9 @@ constexpr guint32 kQueueBehindOwners = 0;
 constexpr guint32 kPrimaryOwner = 1;
 constexpr guint32 kAlreadyOwner = 4;
 
+// How many turns of the context a closing link gives its cancelled service starts to report.
+constexpr int kDrainPasses = 100;
+
 Result<GVariantPtr> callBusDaemon(GDBusConnection* connection, const char* method,
                                   GVariant* arguments, const char* replyType) {
   GError* error = nullptr;
@@ -44,6 +49,7 @@ Result<std::unique_ptr<BusLink>> BusLink::open(GMainContext* context, Notificati
   std::unique_ptr<BusLink> link(
       new BusLink(std::move(connection).value(),
                   std::make_unique<Delivery>(Delivery{std::move(receiver), std::move(problem)})));
+  link->context_ = context;
   // Signals are delivered to the context that is the thread's default when subscribing.
   g_main_context_push_thread_default(context);
   const std::string interface(linux_platform::kNotificationInterface);
@@ -55,12 +61,24 @@ Result<std::unique_ptr<BusLink>> BusLink::open(GMainContext* context, Notificati
 }
 
 BusLink::BusLink(GObjectPtr<GDBusConnection> connection, std::unique_ptr<Delivery> delivery)
-    : connection_(std::move(connection)), delivery_(std::move(delivery)) {}
+    : connection_(std::move(connection)),
+      cancellable_(g_cancellable_new()),
+      pendingStarts_(std::make_shared<int>(0)),
+      delivery_(std::move(delivery)) {}
 
 BusLink::~BusLink() {
   // GDBus drops queued deliveries of a subscription that is gone, so delivery_ is not used after
   // this, even by signals already waiting in the context.
   if (subscription_ != 0) g_dbus_connection_signal_unsubscribe(connection_.get(), subscription_);
+  if (nameSubscription_ != 0) {
+    g_dbus_connection_signal_unsubscribe(connection_.get(), nameSubscription_);
+  }
+  // A cancelled call still reports, on the context: let pending starts end here, so that none
+  // outlives the link (they then return at once, without calling back).
+  g_cancellable_cancel(cancellable_.get());
+  for (int pass = 0; *pendingStarts_ > 0 && pass < kDrainPasses; ++pass) {
+    g_main_context_iteration(context_, FALSE);
+  }
   if (ownsNameRequest_) {
     const std::string name(kCompanionBusName);
     callBusDaemon(connection_.get(), "ReleaseName", g_variant_new("(s)", name.c_str()), "(u)");
@@ -120,6 +138,65 @@ Result<bool> BusLink::requestCompanionName() {
   guint32 result = 0;
   g_variant_get(reply.value().get(), "(u)", &result);
   return result == kPrimaryOwner || result == kAlreadyOwner;
+}
+
+void BusLink::watchNameAppearing(const std::string& name, std::function<void()> appeared) {
+  if (nameSubscription_ != 0) return;
+  nameAppeared_ = std::make_unique<std::function<void()>>(std::move(appeared));
+  g_main_context_push_thread_default(context_);
+  nameSubscription_ = g_dbus_connection_signal_subscribe(
+      connection_.get(), "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+      "/org/freedesktop/DBus", name.c_str(), G_DBUS_SIGNAL_FLAGS_NONE,
+      [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+         GVariant* parameters, gpointer data) {
+        const gchar* newOwner = nullptr;
+        g_variant_get(parameters, "(&s&s&s)", nullptr, nullptr, &newOwner);
+        if (newOwner == nullptr || newOwner[0] == '\0') return;
+        try {
+          (*static_cast<std::function<void()>*>(data))();
+        } catch (...) {
+          // No exception may unwind through GDBus; a missed appearance costs only a wait.
+        }
+      },
+      nameAppeared_.get(), nullptr);
+  g_main_context_pop_thread_default(context_);
+}
+
+void BusLink::startService(const std::string& name, std::chrono::milliseconds timeout,
+                           std::function<void(Status)> done) {
+  struct Pending {
+    std::function<void(Status)> done;
+    std::shared_ptr<int> count;
+  };
+  ++*pendingStarts_;
+  auto* pending = new Pending{std::move(done), pendingStarts_};
+  // The reply is delivered to the context that is the thread's default when calling.
+  g_main_context_push_thread_default(context_);
+  g_dbus_connection_call(
+      connection_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+      "StartServiceByName", g_variant_new("(su)", name.c_str(), 0u), G_VARIANT_TYPE("(u)"),
+      G_DBUS_CALL_FLAGS_NONE,
+      static_cast<gint>(std::clamp<std::int64_t>(timeout.count(), 1, G_MAXINT)), cancellable_.get(),
+      [](GObject* source, GAsyncResult* result, gpointer data) {
+        std::unique_ptr<Pending> pending(static_cast<Pending*>(data));
+        --*pending->count;
+        GError* error = nullptr;
+        GVariantPtr reply(g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &error));
+        GErrorPtr owned(error);
+        // A cancelled call belongs to a link that is gone.
+        if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED)) return;
+        try {
+          if (!reply) {
+            pending->done(busError(error, "The bus could not start the service"));
+          } else {
+            pending->done(Status{});
+          }
+        } catch (...) {
+          // No exception may unwind through GDBus; the caller waits on its own timeout.
+        }
+      },
+      pending);
+  g_main_context_pop_thread_default(context_);
 }
 
 Status BusLink::flush() {

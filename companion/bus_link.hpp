@@ -8,6 +8,7 @@
 // there, from that context.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -44,6 +45,16 @@ class BusLink {
   // any. Returns whether this connection is now its primary owner.
   foundation::Result<bool> requestCompanionName();
 
+  // Asks the bus to start the service that owns name (StartServiceByName) without waiting for
+  // it: done runs on the context once the service runs (Ok), or with the bus's refusal (no such
+  // service, or it failed to start). done never runs after the link is destroyed.
+  void startService(const std::string& name, std::chrono::milliseconds timeout,
+                    std::function<void(foundation::Status)> done);
+
+  // Runs appeared on the context each time the well-known name gets an owner, for as long as the
+  // link lives. One name per link.
+  void watchNameAppearing(const std::string& name, std::function<void()> appeared);
+
   // Waits until everything posted has been handed to the bus.
   foundation::Status flush();
 
@@ -61,8 +72,14 @@ class BusLink {
                        const gchar* member, GVariant* body, gpointer data);
 
   linux_platform::GObjectPtr<GDBusConnection> connection_;
+  GMainContext* context_ = nullptr;  // where signals and service starts are delivered
+  // Cancelled when the link goes, so that no pending call reaches it afterwards.
+  linux_platform::GObjectPtr<GCancellable> cancellable_;
+  std::shared_ptr<int> pendingStarts_;  // service starts not yet reported, shared with each
   std::unique_ptr<Delivery> delivery_;  // the subscription's data; outlives the subscription
   guint subscription_ = 0;
+  std::unique_ptr<std::function<void()>> nameAppeared_;  // the name watch's data
+  guint nameSubscription_ = 0;
   bool ownsNameRequest_ = false;
 };
 

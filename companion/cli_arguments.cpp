@@ -35,6 +35,8 @@ constexpr std::array<OptionSpec, 9> kSearchOptions{{
 }};
 constexpr std::array<OptionSpec, 2> kStatusOptions{{{"--timeout", true}, {"--client", true}}};
 constexpr std::array<OptionSpec, 1> kInstallOptions{{{"--xdg-data-home", true}}};
+constexpr std::array<OptionSpec, 2> kShowOptions{{{"--raw", false}, {"--timeout", true}}};
+constexpr std::array<OptionSpec, 1> kOpenOptions{{{"--timeout", true}}};
 
 constexpr std::array<std::pair<std::string_view, OutputFormat>, 3> kFormats{{
     {"table", OutputFormat::Table},
@@ -224,23 +226,60 @@ Result<CliCommand> parseInstall(const SplitWords& split) {
   return CliCommand(std::move(arguments));
 }
 
+// The one operand of show and open: a library ID or a message file's path.
+Result<std::string> parseMessageOperand(const SplitWords& split, std::string_view command) {
+  if (split.operands.size() != 1 || split.operands.front().empty()) {
+    return usageError(std::string(command) + " needs one message: a library ID or a file's path");
+  }
+  return split.operands.front();
+}
+
+Result<CliCommand> parseShow(const SplitWords& split) {
+  ShowArguments arguments;
+  auto message = parseMessageOperand(split, "show");
+  if (!message) return message.error();
+  arguments.message = std::move(message).value();
+  arguments.raw = option(split, "--raw") != nullptr;
+  if (const std::string* value = option(split, "--timeout")) {
+    auto timeout = parseTimeout(*value);
+    if (!timeout) return timeout.error();
+    arguments.timeout = timeout.value();
+  }
+  return CliCommand(std::move(arguments));
+}
+
+Result<CliCommand> parseOpen(const SplitWords& split) {
+  OpenArguments arguments;
+  auto message = parseMessageOperand(split, "open");
+  if (!message) return message.error();
+  arguments.message = std::move(message).value();
+  if (const std::string* value = option(split, "--timeout")) {
+    auto timeout = parseTimeout(*value);
+    if (!timeout) return timeout.error();
+    arguments.timeout = timeout.value();
+  }
+  return CliCommand(std::move(arguments));
+}
+
 struct CommandSpec {
   std::string_view name;
   std::span<const OptionSpec> options;
   Result<CliCommand> (*parse)(const SplitWords&);
 };
 
-const std::array<CommandSpec, 3> kCommands{{
+const std::array<CommandSpec, 5> kCommands{{
     {"search", kSearchOptions, &parseSearch},
     {"status", kStatusOptions, &parseStatus},
     {"install-desktop-entry", kInstallOptions, &parseInstall},
+    {"show", kShowOptions, &parseShow},
+    {"open", kOpenOptions, &parseOpen},
 }};
 
 }  // namespace
 
 Result<CliCommand> parseArguments(std::span<const std::string> words) {
   if (words.empty())
-    return usageError("a command is needed: search, status or install-desktop-entry");
+    return usageError("a command is needed: search, status, show, open or install-desktop-entry");
   const std::string& first = words.front();
   if (first == "--help" || first == "-h") return CliCommand(HelpRequest{});
   if (first == "--version" || first == "version") return CliCommand(VersionRequest{});

@@ -44,6 +44,17 @@ struct InstallDesktopEntryArguments {
   std::optional<std::string> dataHome;  // --xdg-data-home; nothing: the user's data folder
 };
 
+struct ShowArguments {
+  std::string message;  // a library ID or the path of a message file
+  bool raw = false;     // the RFC 822 bytes instead of the text
+  std::chrono::milliseconds timeout = kDefaultTimeout;
+};
+
+struct OpenArguments {
+  std::string message;  // a library ID or the path of a message file
+  std::chrono::milliseconds timeout = kDefaultTimeout;
+};
+
 // `trovadex --help`, `trovadex help [COMMAND]`, `trovadex COMMAND --help`.
 struct HelpRequest {
   std::string command;  // empty for the overview
@@ -52,7 +63,7 @@ struct HelpRequest {
 struct VersionRequest {};
 
 using CliCommand = std::variant<SearchArguments, StatusArguments, InstallDesktopEntryArguments,
-                                HelpRequest, VersionRequest>;
+                                ShowArguments, OpenArguments, HelpRequest, VersionRequest>;
 
 // The command the words ask for, or an Error in kUsageErrorDomain whose description says what
 // is wrong (without the program name).

@@ -14,6 +14,8 @@ Commands:
   search QUERY             run a Spotlight query string over the mail messages
   search --text WORDS      search authors, recipients, subject and attachments for words
   status                   tell whether a plug-in answers, and its version
+  show MESSAGE             print a found message: header fields, attachments, text
+  open MESSAGE             open a found message with the desktop's mail program
   install-desktop-entry    install the companion's desktop entry for this user (once)
   help [COMMAND]           show this text, or the options of COMMAND (also COMMAND --help)
   --version                print the companion's version
@@ -75,6 +77,22 @@ answered, 2 usage, 3 no session bus, or none answered within the timeout (defaul
 seconds).
 )";
 
+constexpr const char* kShow = R"(Usage: trovadex show MESSAGE [--raw] [--timeout SECONDS]
+
+MESSAGE is a library ID (the "libraryID" of a search's json output; the plug-in is asked for
+its file) or the path of a message file (.emlx or .eml). Prints the message's From, To, Cc,
+Date and Subject, its attachments and its text body; --raw prints its RFC 822 bytes instead.
+Exit status: 0 shown, 1 no such message or it cannot be read, 2 usage, 3 no plug-in answered.
+)";
+
+constexpr const char* kOpen = R"(Usage: trovadex open MESSAGE [--timeout SECONDS]
+
+MESSAGE is a library ID or the path of a message file, as for show. Writes the message as an
+.eml file into ~/.cache/trovadex/messages and opens it with the desktop's program for
+message/rfc822 mail. Exit status: 0 opened, 1 no such message or no program to open it,
+2 usage, 3 no plug-in answered.
+)";
+
 constexpr const char* kInstall = R"(Usage: trovadex install-desktop-entry [--xdg-data-home DIR]
 
 Writes org.trovadex.Trovadex.desktop into DIR/applications (DIR defaults to $XDG_DATA_HOME,
@@ -89,6 +107,8 @@ std::string helpText(const std::string& command) {
   if (command == "search") return kSearch;
   if (command == "status") return kStatus;
   if (command == "install-desktop-entry") return kInstall;
+  if (command == "show") return kShow;
+  if (command == "open") return kOpen;
   return kOverview;
 }
 

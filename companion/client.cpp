@@ -18,7 +18,8 @@ using linux_platform::GMainContextPtr;
 Result<std::unique_ptr<Client>> Client::open(ClientOptions options) {
   GMainContextPtr context(options.context != nullptr ? g_main_context_ref(options.context)
                                                      : g_main_context_new());
-  std::unique_ptr<Client> client(new Client(std::move(context), options.problem));
+  std::unique_ptr<Client> client(
+      new Client(std::move(context), options.problem, std::move(options.activationName)));
   Client* self = client.get();
 
   auto link = BusLink::open(
@@ -36,6 +37,10 @@ Result<std::unique_ptr<Client>> Client::open(ClientOptions options) {
   std::string root = options.pasteboardRoot.empty()
                          ? linux_platform::PasteboardFolder::defaultRoot()
                          : std::move(options.pasteboardRoot);
+  // A host that takes its name while connect() waits is asked again.
+  if (!self->activationName_.empty()) {
+    self->link_->watchNameAppearing(self->activationName_, [self] { ++self->hostAppearances_; });
+  }
   self->core_ = std::make_unique<ClientCore>(
       std::move(clientName), pid, std::string(kCompanionVersion),
       linux_platform::PasteboardFolder(std::move(root)),
@@ -46,8 +51,10 @@ Result<std::unique_ptr<Client>> Client::open(ClientOptions options) {
   return client;
 }
 
-Client::Client(GMainContextPtr context, ProblemReporter problem)
-    : context_(std::move(context)), problem_(std::move(problem)) {}
+Client::Client(GMainContextPtr context, ProblemReporter problem, std::string activationName)
+    : context_(std::move(context)),
+      problem_(std::move(problem)),
+      activationName_(std::move(activationName)) {}
 
 Client::~Client() {
   if (core_ && !core_->activeNames().empty()) terminate();
@@ -55,18 +62,59 @@ Client::~Client() {
 }
 
 Result<PluginInfo> Client::connect(std::chrono::milliseconds timeout, bool checkVersion) {
+  using Clock = std::chrono::steady_clock;
+  const auto deadline = Clock::now() + timeout;
+  const auto remaining = [&] {
+    return std::max(std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()),
+                    std::chrono::milliseconds(0));
+  };
   // Only an answer to this Connect counts: one held from earlier says nothing about now.
   const std::uint64_t answersBefore = core_->connectAnswers();
-  core_->connect(checkVersion);
-  if (auto flushed = link_->flush(); !flushed) return flushed.error();
-  const bool answered = iterateUntil(
-      [&] { return interrupted_ || core_->connectAnswers() > answersBefore; }, timeout);
+  const auto answered = [&] { return interrupted_ || core_->connectAnswers() > answersBefore; };
+  const auto sendConnect = [&]() -> foundation::Status {
+    core_->connect(checkVersion);
+    return link_->flush();
+  };
+  if (auto flushed = sendConnect(); !flushed) return flushed.error();
+
+  // A running plug-in answers at once; only then is the host started.
+  bool done = iterateUntil(answered, std::min(timeout, kActivationDelay));
+  std::shared_ptr<Activation> activation;
+  if (!done && !activationName_.empty()) {
+    activation = std::make_shared<Activation>();
+    link_->startService(activationName_, remaining(), [activation](foundation::Status started) {
+      activation->answered = true;
+      if (!started) activation->failure = started.error().localizedDescription;
+    });
+  }
+  bool activationSeen = false;
+  while (!done) {
+    const std::uint64_t appearancesBefore = hostAppearances_;
+    const bool event = iterateUntil(
+        [&] {
+          return answered() || hostAppearances_ != appearancesBefore ||
+                 (activation && activation->answered && !activationSeen);
+        },
+        remaining());
+    if (answered()) break;
+    if (!event) break;  // the time is up
+    const bool hostStarted =
+        activation && activation->answered && !activationSeen && !activation->failure;
+    if (activation && activation->answered) activationSeen = true;
+    // A host that has just started was not listening yet when Connect went out.
+    if (hostStarted || hostAppearances_ != appearancesBefore) {
+      if (auto flushed = sendConnect(); !flushed) return flushed.error();
+    }
+  }
   if (interrupted_) {
     return Error{kCompanionErrorDomain, kConnectInterrupted, "Interrupted"};
   }
-  if (!answered || !core_->plugin()) {
-    return Error{kCompanionErrorDomain, kNoPluginAnswered,
-                 "No Trovadex Mail plug-in answered within the timeout"};
+  if (core_->connectAnswers() == answersBefore || !core_->plugin()) {
+    std::string message = "No Trovadex Mail plug-in answered within the timeout";
+    if (activation && activation->failure) {
+      message += " (the mail host could not be started: " + *activation->failure + ")";
+    }
+    return Error{kCompanionErrorDomain, kNoPluginAnswered, message};
   }
   return *core_->plugin();
 }

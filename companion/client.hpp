@@ -1,7 +1,8 @@
 // Client: a companion client on the session bus, for programs and the end-to-end suite.
 //
 // It binds a ClientCore to a BusLink: it holds the companion's bus name while it is open,
-// connects with a timeout, starts searches whose events arrive while its context is iterated,
+// connects with a timeout (asking the bus to start the mail host when no plug-in answers at
+// once), starts searches whose events arrive while its context is iterated,
 // and offers blocking helpers that run a search to its end, giving up when the plug-in stays
 // silent longer than a timeout. Closing it terminates the client if searches still run.
 // Single-threaded: create it, call it, and iterate its context on one thread; every event runs
@@ -20,6 +21,7 @@
 #include "companion/search_request.hpp"
 #include "foundation/error.hpp"
 #include "linux/glib_ptr.hpp"
+#include "linux/mail_host_bus_name.hpp"
 
 namespace trovadex::companion {
 
@@ -41,7 +43,13 @@ struct ClientOptions {
   ProblemReporter problem;
   // Other answers of the plug-in (a plug-in starting or quitting).
   ClientEvents events;
+  // The bus name whose service connect() asks the bus to start when no plug-in answers at once;
+  // empty to only wait.
+  std::string activationName = std::string(linux_platform::kMailHostBusName);
 };
+
+// How long connect() waits for a running plug-in before it asks the bus to start the host.
+inline constexpr std::chrono::milliseconds kActivationDelay{500};
 
 class Client {
  public:
@@ -56,8 +64,12 @@ class Client {
   GMainContext* context() const { return context_.get(); }
   ClientCore& core() { return *core_; }
 
-  // Sends Connect and waits for the plug-in's answer. Fails with kNoPluginAnswered when none
-  // comes within timeout, and with kConnectInterrupted when interrupt() is called meanwhile.
+  // Sends Connect and waits for the plug-in's answer. When none comes within kActivationDelay,
+  // asks the bus to start the activation name's service and sends Connect again once it runs
+  // (and whenever the name gets an owner: a host claims it once it serves). Fails with
+  // kNoPluginAnswered when no answer comes within timeout (its message says why the host could not
+  // be started, when the bus said), and with kConnectInterrupted when interrupt() is called
+  // meanwhile.
   foundation::Result<PluginInfo> connect(std::chrono::milliseconds timeout,
                                          bool checkVersion = true);
 
@@ -88,16 +100,26 @@ class Client {
   void terminate();
 
  private:
-  Client(linux_platform::GMainContextPtr context, ProblemReporter problem);
+  // What became of asking the bus to start the host; shared with the pending call, which may
+  // answer after connect() has returned.
+  struct Activation {
+    bool answered = false;
+    std::optional<std::string> failure;
+  };
+
+  Client(linux_platform::GMainContextPtr context, ProblemReporter problem,
+         std::string activationName);
   void report(const std::string& text) const;
 
   // Immutable after construction.
   linux_platform::GMainContextPtr context_;
   ProblemReporter problem_;
+  std::string activationName_;
   // Declared before the core, whose poster uses it, so that it is destroyed after the core.
   std::unique_ptr<BusLink> link_;
   std::unique_ptr<ClientCore> core_;
   bool interrupted_ = false;
+  std::uint64_t hostAppearances_ = 0;  // times the activation name got an owner
 };
 
 }  // namespace trovadex::companion

@@ -10,6 +10,7 @@
 #include "companion/cli_commands.hpp"
 #include "companion/companion_version.hpp"
 #include "companion/exit_codes.hpp"
+#include "companion/message_commands.hpp"
 
 int main(int argc, char** argv) {
   using namespace trovadex::companion;
@@ -29,6 +30,10 @@ int main(int argc, char** argv) {
           return runStatusCommand(arguments, std::cout, stderr);
         } else if constexpr (std::is_same_v<Arguments, InstallDesktopEntryArguments>) {
           return runInstallDesktopEntryCommand(arguments, std::cout, stderr);
+        } else if constexpr (std::is_same_v<Arguments, ShowArguments>) {
+          return runShowCommand(arguments, std::cout, stderr);
+        } else if constexpr (std::is_same_v<Arguments, OpenArguments>) {
+          return runOpenCommand(arguments, std::cout, stderr);
         } else if constexpr (std::is_same_v<Arguments, HelpRequest>) {
           std::cout << helpText(arguments.command);
           return exit_code::kFound;

@@ -29,10 +29,12 @@ std::optional<std::filesystem::path> builtPluginBundle() {
   std::error_code error;
   const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
   if (error) return std::nullopt;
-  std::filesystem::path candidate =
-      (executable.parent_path().parent_path() / kPluginBundleName).lexically_normal();
-  if (!std::filesystem::is_directory(candidate, error)) return std::nullopt;
-  return candidate;
+  const std::filesystem::path prefix = executable.parent_path().parent_path();
+  for (const auto& candidate :
+       {prefix / kPluginBundleName, prefix / "lib/trovadex" / kPluginBundleName}) {
+    if (std::filesystem::is_directory(candidate, error)) return candidate.lexically_normal();
+  }
+  return std::nullopt;
 }
 
 }  // namespace trovadex::host

@@ -26,8 +26,9 @@ std::filesystem::path libraryFolder(const std::optional<std::string>& given);
 std::filesystem::path bundlesFolder(const std::filesystem::path& library);
 std::filesystem::path searchIndexPath(const std::filesystem::path& library);
 
-// The plug-in bundle that the build put beside the host: <folder of the executable>/../
-// TrovadexMailPlugin.mailbundle. Nothing when it is not there.
+// The plug-in bundle that came with the host: the build's, <folder of the executable>/../
+// TrovadexMailPlugin.mailbundle, or the installed one, <folder of the executable>/../lib/trovadex/
+// TrovadexMailPlugin.mailbundle. Nothing when neither is there.
 std::optional<std::filesystem::path> builtPluginBundle();
 
 }  // namespace trovadex::host

@@ -5,6 +5,7 @@
 #include "foundation/clock.hpp"
 #include "host/bundle_loader.hpp"
 #include "host/exit_status.hpp"
+#include "host/host_presence.hpp"
 #include "host/info_dictionary_bundle.hpp"
 #include "host/library_layout.hpp"
 #include "host/library_lock.hpp"
@@ -46,10 +47,20 @@ struct MailHost::Parts {
   std::unique_ptr<mailstore::Indexer> indexer;
   std::shared_ptr<LoadedBundles> loadedBundles;
   std::unique_ptr<BundleLoader> bundleLoader;  // keeps the ports handed to bundles
+  std::unique_ptr<HostPresence> presence;
   bool stopped = false;
 };
 
 namespace {
+
+// The bus names that the companion application's clients own while they run: one per edition.
+// How long the host lets the index catch up with the store before it claims its bus name: a
+// client that had the host started searches as soon as the name is owned, and waits about ten
+// seconds in all.
+constexpr std::chrono::seconds kIndexReadinessWait{5};
+
+const std::vector<std::string> kClientBusNames{"org.trovadex.Trovadex",
+                                               "org.trovadex.Trovadex.Store"};
 
 foundation::Error hostError(std::string message) {
   return foundation::Error{"TrovadexMailHostErrorDomain", 1, std::move(message)};
@@ -135,6 +146,17 @@ foundation::Result<std::unique_ptr<MailHost>> MailHost::start(lp::MainLoop& loop
   }
   parts->bundleLoader->loadBundles(bundles);
   parts->console->writeLine("Mail host running on the library " + options.library.string());
+  // The start-up pass is quick over an index kept from an earlier run; over a new one, a search
+  // made before it ends sees only part of the store. An idle host only quits the loop:
+  // runMailHost then shuts it down as after a signal.
+  mailstore::Indexer* indexer = parts->indexer.get();
+  HostPresence::Options presence;
+  presence.clientNames = kClientBusNames;
+  presence.idleTime = options.idleExit;
+  presence.ready = [indexer] { return indexer->waitUntilInStep(std::chrono::milliseconds(0)); };
+  presence.readinessWait = kIndexReadinessWait;
+  parts->presence = std::make_unique<HostPresence>(bus.value().get(), parts->console,
+                                                   std::move(presence), [&loop] { loop.quit(); });
   return std::unique_ptr<MailHost>(new MailHost(std::move(parts)));
 }
 
@@ -147,6 +169,8 @@ void MailHost::shutdown() {
   if (parts.stopped) return;
   parts.stopped = true;
   parts.console->writeLine("Mail host shutting down");
+  // A client arriving from now on has a new host started rather than wait for this one.
+  parts.presence.reset();
   // Observers on the main thread receive this before post returns.
   parts.localCenter->postNotification(std::string(platform::kApplicationWillTerminateNotification),
                                       {}, {}, true);

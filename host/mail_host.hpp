@@ -1,10 +1,14 @@
 // MailHost: the running mail host, wired from the Linux adapters, the search engine and the
 // message store, with the indexer keeping the index in step and the mail bundles loaded into it.
 //
-// start() wires everything and loads the bundles; the caller then runs the main loop until
-// shutdown(). Bundles are never unloaded. Main thread only.
+// start() wires everything and loads the bundles; once the index is in step with the store (5 s
+// at most) the host claims its well-known bus name, so that a client which had the host started
+// finds the plug-in listening over a whole index; the caller then runs the
+// main loop until shutdown() (or until the loop is quit when the host has been idle for the time
+// its options give). Bundles are never unloaded. Main thread only.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -19,6 +23,8 @@ struct HostOptions {
   std::filesystem::path library;
   std::vector<std::filesystem::path> bundles;  // named on the command line, loaded first
   std::optional<int> alertResponse;            // 1-based button number
+  // Exit once no client has been on the bus for this long; nothing to serve until stopped.
+  std::optional<std::chrono::seconds> idleExit;
 };
 
 class MailHost {
@@ -30,10 +36,10 @@ class MailHost {
   MailHost(const MailHost&) = delete;
   MailHost& operator=(const MailHost&) = delete;
 
-  // The orderly stop, in this order: post the in-process will-terminate notification (bundles
-  // answer it at once), stop the indexer, cancel every engine query and join the engine's
-  // threads, flush the defaults file, join the global pool, hand every posted bus signal to the
-  // bus, and quit the main loop. Idempotent.
+  // The orderly stop, in this order: give the well-known bus name up, post the in-process
+  // will-terminate notification (bundles answer it at once), stop the indexer, cancel every engine
+  // query and join the engine's threads, flush the defaults file, join the global pool, hand every
+  // posted bus signal to the bus, and quit the main loop. Idempotent.
   void shutdown();
 
  private:

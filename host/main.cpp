@@ -13,8 +13,9 @@ namespace trovadex::host {
 namespace {
 
 constexpr std::array<CommandEntry, 5> kCommands{{
-    {"run", "run [--library DIR] [--bundle PATH]... [--alert-response N]",
-     "run the mail host: index the store, load the mail bundles, serve until SIGTERM or SIGINT",
+    {"run", "run [--library DIR] [--bundle PATH]... [--alert-response N] [--idle-exit SECONDS]",
+     "run the mail host: index the store, load the mail bundles, serve until SIGTERM or SIGINT\n"
+     "      (or, with --idle-exit, until no client has been on the bus for SECONDS)",
      &runCommand},
     {"import", "import [--library DIR] [--mailbox NAME] PATH...",
      "import mbox files or folders, Maildir folders, .eml and .emlx files into the store",

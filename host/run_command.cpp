@@ -1,5 +1,7 @@
 // The run command: the mail host itself.
 #include <array>
+#include <chrono>
+#include <cstdint>
 
 #include "host/command_line.hpp"
 #include "host/commands.hpp"
@@ -9,11 +11,14 @@
 namespace trovadex::host {
 
 int runCommand(std::span<const std::string> arguments) {
-  static constexpr std::array<OptionSpec, 3> kOptions{{
+  static constexpr std::array<OptionSpec, 4> kOptions{{
       {"library", true, false},
       {"bundle", true, true},
       {"alert-response", true, false},
+      {"idle-exit", true, false},
   }};
+  // A day: an idle time longer than that is as good as none.
+  constexpr std::int64_t kLongestIdleExit = 86400;
   auto parsed = parseCommandLine(arguments, kOptions);
   if (!parsed) return usageFailure("run", parsed.error().localizedDescription);
   if (!parsed.value().operands.empty()) {
@@ -28,6 +33,11 @@ int runCommand(std::span<const std::string> arguments) {
     auto number = readIntegerOption("alert-response", *response, 1, 1000);
     if (!number) return usageFailure("run", number.error().localizedDescription);
     options.alertResponse = static_cast<int>(number.value());
+  }
+  if (auto idle = parsed.value().value("idle-exit")) {
+    auto seconds = readIntegerOption("idle-exit", *idle, 0, kLongestIdleExit);
+    if (!seconds) return usageFailure("run", seconds.error().localizedDescription);
+    if (seconds.value() > 0) options.idleExit = std::chrono::seconds(seconds.value());
   }
   return runMailHost(options);
 }
