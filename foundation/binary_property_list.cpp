@@ -2,16 +2,16 @@
 // 32-byte trailer (offset width, reference width, object count, top object, table offset). Each
 // object starts with a marker byte whose high nibble is its kind and whose low nibble is a size
 // or a count (0xF: the count follows as an integer object). Containers hold references, object
-// numbers of a fixed width. The writer emits children before their container, so every
-// reference is known when the container is written.
+// numbers of a fixed width. The writer emits every other object first and the containers last,
+// once the object count, and with it the width of a reference, is known.
 #include "foundation/binary_property_list.hpp"
 
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <optional>
-#include <unordered_map>
 #include <vector>
 
 #include "foundation/property_list_text.hpp"
@@ -150,60 +150,84 @@ void appendUtf8(std::string& out, std::uint32_t cp) {
   }
 }
 
-// The size of one value tree: its objects (an upper bound: strings are counted before uniquing)
-// and the bytes of its strings and data, from which the writer sizes its buffers up front.
-struct TreeSize {
-  std::uint64_t objects = 0;
-  std::uint64_t payload = 0;
-};
-
-void measure(const Value& value, TreeSize& size) {
-  ++size.objects;
-  if (const std::string* text = value.asString()) {
-    size.payload += text->size();
-  } else if (const Value::Bytes* bytes = value.asData()) {
-    size.payload += bytes->size();
-  } else if (const Value::Array* elements = value.asArray()) {
-    for (const Value& element : *elements) measure(element, size);
-  } else if (const Value::Dictionary* entries = value.asDictionary()) {
-    size.objects += entries->size();
-    for (const auto& entry : *entries) {
-      size.payload += entry.first.size();
-      measure(entry.second, size);
+// The texts a writer has already written, by text: open addressing over one flat array, so a
+// look-up costs one hash and usually one cache line. The views point into the value being
+// written, which outlives the table.
+class TextTable {
+ public:
+  std::optional<std::uint64_t> find(std::string_view text, std::size_t hash) const {
+    if (slots_.empty()) return std::nullopt;
+    for (std::size_t i = hash & mask_;; i = (i + 1) & mask_) {
+      const Slot& slot = slots_[i];
+      if (!slot.used) return std::nullopt;
+      if (slot.hash == hash && slot.text == text) return slot.object;
     }
   }
-}
 
-TreeSize treeSize(const Value& root) {
-  TreeSize size;
-  measure(root, size);
-  return size;
-}
+  void insert(std::string_view text, std::size_t hash, std::uint64_t object) {
+    if ((count_ + 1) * 2 > slots_.size()) grow();
+    std::size_t i = hash & mask_;
+    while (slots_[i].used) i = (i + 1) & mask_;
+    slots_[i] = Slot{true, hash, text, object};
+    ++count_;
+  }
+
+ private:
+  struct Slot {
+    bool used = false;
+    std::size_t hash = 0;
+    std::string_view text;
+    std::uint64_t object = 0;
+  };
+
+  void grow() {
+    std::vector<Slot> old = std::move(slots_);
+    slots_.assign(old.empty() ? 256 : old.size() * 2, Slot{});
+    mask_ = slots_.size() - 1;
+    for (const Slot& slot : old) {
+      if (!slot.used) continue;
+      std::size_t i = slot.hash & mask_;
+      while (slots_[i].used) i = (i + 1) & mask_;
+      slots_[i] = slot;
+    }
+  }
+
+  std::vector<Slot> slots_;
+  std::size_t mask_ = 0;
+  std::size_t count_ = 0;
+};
 
 class Writer {
  public:
-  explicit Writer(const Value& root) : Writer(treeSize(root)) {}
+  Writer() { out_.append(kMagic); }
 
-  explicit Writer(TreeSize size) : referenceWidth_(widthFor(size.objects)) {
-    // Every object costs a marker, a few bytes of count or number, a reference from its
-    // container and an offset; reserving for that keeps a large batch from being copied as it
-    // grows.
-    out_.reserve(kMagic.size() + size.payload + size.objects * (6 + 2 * referenceWidth_) +
-                 kTrailerSize);
-    offsets_.reserve(size.objects);
-    strings_.reserve(size.objects / 2);
-    out_.append(kMagic);
-  }
-
+  // Containers are written after every other object, once the object count (and so the width
+  // of a reference) is known; until then their references wait in containerReferences_.
   Result<std::string> finish(const Value& root) {
     const std::optional<std::uint64_t> top = write(root, 0);
     if (!top) return *error_;
+    const unsigned referenceWidth = widthFor(offsets_.size());
+    for (const Container& container : containers_) {
+      offsets_[container.object] = out_.size();
+      putCounted(out_, container.marker, container.count);
+      const std::size_t references =
+          container.marker == kDictionary ? 2 * container.count : container.count;
+      std::size_t at = out_.size();
+      out_.resize(at + references * referenceWidth);
+      for (std::size_t i = 0; i < references; ++i) {
+        const std::uint64_t reference = containerReferences_[container.firstReference + i];
+        for (unsigned k = 0; k < referenceWidth; ++k) {
+          out_[at++] = static_cast<char>(reference >> (8 * (referenceWidth - 1 - k)));
+        }
+      }
+    }
     const std::uint64_t tableOffset = out_.size();
     const unsigned offsetWidth = widthFor(tableOffset);
+    out_.reserve(out_.size() + offsets_.size() * offsetWidth + kTrailerSize);
     for (std::uint64_t offset : offsets_) putBigEndian(out_, offset, offsetWidth);
     out_.append(6, '\0');
     out_.push_back(static_cast<char>(offsetWidth));
-    out_.push_back(static_cast<char>(referenceWidth_));
+    out_.push_back(static_cast<char>(referenceWidth));
     putBigEndian(out_, offsets_.size(), 8);
     putBigEndian(out_, *top, 8);
     putBigEndian(out_, tableOffset, 8);
@@ -226,8 +250,9 @@ class Writer {
     // Keys and short texts repeat from record to record and are written once; long ones (paths,
     // subjects) rarely do, and hashing them costs more than it saves.
     const bool shared = text.size() <= kLongestSharedText;
+    const std::size_t hash = shared ? std::hash<std::string_view>{}(text) : 0;
     if (shared) {
-      if (auto known = strings_.find(text); known != strings_.end()) return known->second;
+      if (auto known = strings_.find(text, hash)) return *known;
     }
     const bool ascii = isPlainAscii(text);
     if (!ascii) {
@@ -243,7 +268,7 @@ class Writer {
       putCounted(out_, kUtf16String, units);
       out_.append(encoded);
     }
-    if (shared) strings_.emplace(text, object);
+    if (shared) strings_.insert(text, hash, object);
     return object;
   }
 
@@ -257,15 +282,16 @@ class Writer {
     return object;
   }
 
-  void putReferences(std::size_t from) {
-    std::size_t at = out_.size();
-    out_.resize(at + (references_.size() - from) * referenceWidth_);
-    for (std::size_t i = from; i < references_.size(); ++i) {
-      for (unsigned k = 0; k < referenceWidth_; ++k) {
-        out_[at++] = static_cast<char>(references_[i] >> (8 * (referenceWidth_ - 1 - k)));
-      }
-    }
-    references_.resize(from);
+  // A container object whose children's references are on the stack from mark on; its bytes
+  // are written by finish().
+  std::uint64_t closeContainer(unsigned char marker, std::uint64_t count, std::size_t mark) {
+    const std::uint64_t object = offsets_.size();
+    offsets_.push_back(0);
+    containers_.push_back(Container{object, marker, count, containerReferences_.size()});
+    containerReferences_.insert(containerReferences_.end(), references_.begin() + mark,
+                                references_.end());
+    references_.resize(mark);
+    return object;
   }
 
   std::optional<std::uint64_t> write(const Value& value, int depth) {
@@ -330,10 +356,7 @@ class Writer {
           if (!child) return child;
           references_.push_back(*child);
         }
-        const std::uint64_t object = begin();
-        putCounted(out_, kArray, references_.size() - mark);
-        putReferences(mark);
-        return object;
+        return closeContainer(kArray, references_.size() - mark, mark);
       }
       case Value::Kind::Dictionary: {
         const Value::Dictionary& entries = *value.asDictionary();
@@ -351,20 +374,25 @@ class Writer {
           references_[slot + entries.size()] = *child;
           ++slot;
         }
-        const std::uint64_t object = begin();
-        putCounted(out_, kDictionary, entries.size());
-        putReferences(mark);
-        return object;
+        return closeContainer(kDictionary, entries.size(), mark);
       }
     }
     return fail(propertyListEncodingError("Unknown value kind."));
   }
 
-  const unsigned referenceWidth_;
+  struct Container {
+    std::uint64_t object = 0;
+    unsigned char marker = 0;
+    std::uint64_t count = 0;  // elements, or entries of a dictionary
+    std::size_t firstReference = 0;
+  };
+
   std::string out_;
   std::vector<std::uint64_t> offsets_;
   std::vector<std::uint64_t> references_;  // a stack: the children of containers being written
-  std::unordered_map<std::string_view, std::uint64_t> strings_;  // views into the value tree
+  std::vector<Container> containers_;
+  std::vector<std::uint64_t> containerReferences_;
+  TextTable strings_;
   std::optional<std::uint64_t> booleans_[2];
   std::optional<Error> error_;
 };
@@ -657,7 +685,7 @@ Result<std::string> encodeBinaryPropertyList(const Value& value) {
   if (value.isNil()) {
     return propertyListEncodingError("A nil value cannot be encoded as a property list.");
   }
-  Writer writer(value);
+  Writer writer;
   return writer.finish(value);
 }
 
