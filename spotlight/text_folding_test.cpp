@@ -1,8 +1,13 @@
 #include "spotlight/text_folding.hpp"
 
 #include <gtest/gtest.h>
+#include <unicode/normalizer2.h>
+#include <unicode/uniset.h>
+#include <unicode/unistr.h>
 
+#include <random>
 #include <string>
+#include <vector>
 
 namespace trovadex::spotlight {
 namespace {
@@ -39,6 +44,46 @@ TEST(TextFolding, InvalidBytesBecomeReplacementCharacters) {
   EXPECT_EQ(foldText("ab\xFF-cd", kCase), "ab\uFFFD-cd");
   EXPECT_EQ(foldText("\xC3", FoldOptions{}), "\uFFFD");
   EXPECT_EQ(foldText("", kBoth), "");
+}
+
+// The whole text through ICU in one piece: what folding means, without the ASCII shortcut.
+std::string foldWholeWithIcu(const std::string& text, FoldOptions options) {
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::Normalizer2* nfc = icu::Normalizer2::getNFCInstance(status);
+  const icu::Normalizer2* nfd = icu::Normalizer2::getNFDInstance(status);
+  icu::UnicodeSet marks(u"[:Mn:]", status);
+  icu::UnicodeString unicode = icu::UnicodeString::fromUTF8(text);
+  if (options.caseInsensitive) unicode.foldCase(U_FOLD_CASE_DEFAULT);
+  if (options.diacriticInsensitive) {
+    const icu::UnicodeString decomposed = nfd->normalize(unicode, status);
+    icu::UnicodeString stripped;
+    for (int32_t i = 0; i < decomposed.length();) {
+      const UChar32 c = decomposed.char32At(i);
+      if (!marks.contains(c)) stripped.append(c);
+      i += U16_LENGTH(c);
+    }
+    unicode = stripped;
+  }
+  std::string out;
+  nfc->normalize(unicode, status).toUTF8String(out);
+  return out;
+}
+
+TEST(TextFolding, RandomMixesFoldAsTheWholeTextWould) {
+  const std::vector<std::string> pieces = {
+      "a", "Z", "e", "E",      " ",  "-", "x1", "\u0301", "\u0308", "\u030A", "\u0327",    "é",
+      "Å", "ß", "ǅ", "\u212A", "日", "ﬁ", "İ",  "\xFF",   "\xC3",   "Ω",      "\U0001F4EC"};
+  std::mt19937 random(7);
+  for (int round = 0; round < 2000; ++round) {
+    std::string text;
+    const int length = static_cast<int>(random() % 8);
+    for (int i = 0; i < length; ++i) text += pieces[random() % pieces.size()];
+    for (FoldOptions options : {FoldOptions{}, kCase, kDiacritics, kBoth}) {
+      ASSERT_EQ(foldText(text, options), foldWholeWithIcu(text, options))
+          << "text bytes: " << testing::PrintToString(text) << " case " << options.caseInsensitive
+          << " diacritics " << options.diacriticInsensitive;
+    }
+  }
 }
 
 }  // namespace
