@@ -208,7 +208,13 @@ Result<Value> fromPlist(plist_t node, int depth) {
     case PLIST_KEY: {
       std::uint64_t length = 0;
       const char* text = plist_get_string_ptr(node, &length);
-      return Value(std::string(text != nullptr ? text : ""));
+      std::string decoded(text != nullptr ? text : "");
+      // libplist's XML reader passes bytes through as they stand; text that is not UTF-8 could
+      // be read but never written again, so it is refused here, as the binary reader does.
+      if (!isValidUtf8(decoded)) {
+        return readingError("The property list has a string that is not valid UTF-8.");
+      }
+      return Value(std::move(decoded));
     }
     case PLIST_DATE: {
       return Value(Date::withTimeIntervalSinceReferenceDate(exactDateSeconds(node)));
@@ -243,6 +249,9 @@ Result<Value> fromPlist(plist_t node, int depth) {
         plist_dict_next_item(node, iterator, &rawKey, &item);
         std::unique_ptr<char, MallocDeleter> key(rawKey);
         if (item == nullptr || key == nullptr) break;
+        if (!isValidUtf8(key.get())) {
+          return readingError("The property list has a dictionary key that is not valid UTF-8.");
+        }
         Result<Value> element = fromPlist(item, depth + 1);
         if (!element) return element;
         entries.emplace(key.get(), std::move(element).value());

@@ -279,6 +279,16 @@ TEST(PropertyListDecoding, MalformedInputGivesAnError) {
   expectDecodingError("bplist00\x08\x08\x08\x08\x08\x08\x08\x08\x08\x08\x08\x08\x08\x08\x08\x08");
 }
 
+// Found by fuzzing: XML text that is not UTF-8 was read, and then could not be written again.
+TEST(PropertyListDecoding, XmlTextThatIsNotUtf8GivesAnError) {
+  const std::string head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">";
+  expectDecodingError(head + "<string>/home/u\xBA/1.emlx</string></plist>");
+  expectDecodingError(head + "<dict><key>k\xC3</key><integer>1</integer></dict></plist>");
+  const auto fine = decodePropertyList(head + "<string>Straße</string></plist>");
+  ASSERT_TRUE(fine.ok());
+  EXPECT_EQ(fine.value(), Value("Straße"));
+}
+
 TEST(PropertyListDecoding, TruncatedBinaryGivesAnError) {
   const Result<std::string> bytes = encodePropertyList(
       Value(Value::Dictionary{{"a", Value::Array{"x", Value::integer(5)}}, {"b", Value::real(2)}}),
