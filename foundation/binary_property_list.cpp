@@ -603,7 +603,12 @@ class Reader {
       case 0x30:
         if (marker == kDate) {
           const std::optional<double> seconds = real(at, 8);
-          return seconds ? Value(Date::withTimeIntervalSinceReferenceDate(*seconds)) : Value();
+          if (!seconds) return {};
+          // What could not be written is not read either.
+          if (!std::isfinite(*seconds)) {
+            return fail("The binary property list has a date that is not a finite time."), Value();
+          }
+          return Value(Date::withTimeIntervalSinceReferenceDate(*seconds));
         }
         break;
       case kData: {

@@ -151,6 +151,16 @@ std::string handMade(std::initializer_list<std::string_view> objects) {
   return bytes + table + trailer;
 }
 
+// Found by fuzzing: a date of infinity or NaN was read, and then could not be written again.
+TEST(BinaryPropertyList, DatesThatAreNotFiniteAreErrors) {
+  using namespace std::string_view_literals;
+  EXPECT_FALSE(decodeBinaryPropertyList(handMade({"\x33\x7F\xF0\0\0\0\0\0\0"sv})).ok());
+  EXPECT_FALSE(decodeBinaryPropertyList(handMade({"\x33\x7F\xF8\0\0\0\0\0\0"sv})).ok());
+  const auto finite = decodeBinaryPropertyList(handMade({"\x33\x41\xC0\0\0\0\0\0\0"sv}));
+  ASSERT_TRUE(finite.ok());
+  EXPECT_EQ(finite.value(), Value(Date::withTimeIntervalSinceReferenceDate(536870912.0)));
+}
+
 TEST(BinaryPropertyList, HostileReferencesAreErrors) {
   using namespace std::string_view_literals;
   // An array that holds itself.
