@@ -25,7 +25,8 @@ const Value::Dictionary& record(int which) {
        {"kMDItemContentCreationDate", Value(Date::withTimeIntervalSinceReferenceDate(7.9e8))},
        {"kMDItemFSSize", Value::integer(4096)},
        {"kMDItemTextContent", Value("plantedword and some text in Zoë's mail")}},
-      {{"kMDItemDisplayName", Value("日本語の件名")}, {"com_apple_mail_flagged", Value::boolean(true)}},
+      {{"kMDItemDisplayName", Value("日本語の件名")},
+       {"com_apple_mail_flagged", Value::boolean(true)}},
       {},
   };
   return records[which];
