@@ -28,13 +28,15 @@
 
 namespace trovadex::spotlight {
 
+// The engine fills these from its EngineOptions (engine_options.hpp), where the values are
+// chosen; the defaults here are the same.
 struct DeliveryLimits {
   std::size_t firstCount = 100;                 // the first delivery closes at this many items ...
   std::chrono::milliseconds firstInterval{10};  // ... or this long after its first item
   std::size_t count = 1000;                     // later ones, with the handler idle, at this many
   std::chrono::milliseconds interval{100};      // ... or this long after the handler went idle
-  std::size_t cap = 10000;                      // no delivery holds more
-  std::size_t backlog = 20000;                  // the producer waits while this many are queued
+  std::size_t cap = 5000;                       // no delivery holds more
+  std::size_t backlog = 5000;                   // the producer waits while this many are queued
 };
 
 class DeliveryOutbox {
